@@ -1,4 +1,109 @@
 #include "tool/nm_main.h"
 
-// Placeholder until the command line lands.
-int nmMain(int, char **) { return 0; }
+#include <cstdio>
+#include <cstring>
+
+NmOptions nmOptions;
+
+namespace {
+
+const char bannerText[] = "Tolvane Object File Symbol Display Utility v1.9\n"
+                          "Copyright (c) 2026 Tolvane. All rights reserved.\n";
+
+// The option lines go out as one block; puts adds one more new line behind
+// the block's last, so the usage text ends in an empty line.
+const char optionLines[] = "  -A  Append file name to each displayed symbol\n"
+                           "  -C  Demangle C++ names\n"
+                           "  -g  Display global symbols only\n"
+                           "  -u  Display undefined symbols only\n"
+                           "  -h  Suppress headers\n"
+                           "  -n  Sort symbols by name\n"
+                           "  -v  Sort symbols by value\n"
+                           "  -d  Display symbol value in decimal\n"
+                           "  -o  Display symbol value in octal\n"
+                           "  -p  Produce easily parsable output\n"
+                           "  -q  Don't display copyright message\n"
+                           "  -x  Display symbol value in hex\n";
+
+} // namespace
+
+const char *toolNameOf(const char *argv0) {
+    if (!argv0) return "";
+    const char *name = argv0;
+    for (const char *p = argv0; *p; ++p)
+        if (*p == '/' || *p == '\\' || *p == ':') name = p + 1;
+    return name;
+}
+
+bool readOptions(int argc, char **argv, NmOptions &options) {
+    bool quiet = false;
+    for (int i = 1; i < argc; ++i) {
+        const char *arg = argv[i];
+        if (arg[0] != '-') continue;
+        for (const char *letter = arg + 1; *letter; ++letter) {
+            switch (*letter) {
+            case 'A':
+                options.appendFileName = true;
+                break;
+            case 'C':
+                options.demangleNames = true;
+                break;
+            case 'd':
+                options.valueRadix = radixDecimal;
+                break;
+            case 'g':
+                options.globalsOnly = true;
+                break;
+            case 'h':
+                options.suppressHeaders = true;
+                break;
+            case 'n':
+                options.sortByName = true;
+                break;
+            case 'o':
+                options.valueRadix = radixOctal;
+                break;
+            case 'p':
+                options.parsableOutput = true;
+                break;
+            case 'q':
+                quiet = true;
+                break;
+            case 'u':
+                options.undefinedOnly = true;
+                options.suppressHeaders = true;
+                break;
+            case 'v':
+                options.sortByValue = true;
+                break;
+            case 'x':
+                options.valueRadix = radixHex;
+                break;
+            default:
+                break; // unknown letters are ignored without a word
+            }
+        }
+    }
+    return quiet;
+}
+
+void printBanner() {
+    fputs(bannerText, stdout);
+}
+
+void printUsage(const char *toolName) {
+    printf("Usage: %s [-options] objects and archives\n", toolName);
+    puts(optionLines);
+}
+
+int nmMain(int argc, char **argv) {
+    const char *toolName = toolNameOf(argc > 0 ? argv[0] : nullptr);
+    if (argc < 2) {
+        printBanner();
+        printUsage(toolName);
+        return 0;
+    }
+    bool quiet = readOptions(argc, argv, nmOptions);
+    if (!quiet) printBanner();
+    return 0;
+}
