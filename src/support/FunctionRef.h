@@ -14,18 +14,16 @@ template <typename Ret, typename... Params> class FunctionRef<Ret(Params...)> {
     Ret (*callback)(intptr_t callable, Params... params) = nullptr;
     intptr_t callable = 0;
 
-    template <typename Callable>
-    static Ret callbackFn(intptr_t callable, Params... params) {
+    template <typename Callable> static Ret callbackFn(intptr_t callable, Params... params) {
         return (*reinterpret_cast<Callable *>(callable))(std::forward<Params>(params)...);
     }
 
 public:
     FunctionRef() = default;
 
-    template <typename Callable,
-              typename = std::enable_if_t<
-                  !std::is_same_v<std::remove_cvref_t<Callable>, FunctionRef> &&
-                  std::is_invocable_r_v<Ret, Callable &, Params...>>>
+    template <typename Callable, typename = std::enable_if_t<
+                                     !std::is_same_v<std::remove_cvref_t<Callable>, FunctionRef> &&
+                                     std::is_invocable_r_v<Ret, Callable &, Params...>>>
     FunctionRef(Callable &&callable)
         : callback(callbackFn<std::remove_reference_t<Callable>>),
           callable(reinterpret_cast<intptr_t>(&callable)) {}

@@ -1,0 +1,34 @@
+#include "support/botch.h"
+
+#include "support/ErrFormat.h"
+#include "support/osprintf.h"
+
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+void botch(const char *format, ...) {
+    // A botch while botching (say, memory ran out for the engine's own copy
+    // of the continuation string) must not recurse: say what we can and go.
+    static bool botching = false;
+    if (botching) {
+        fputs("Fatal error --- ", stderr);
+        fputs(format, stderr);
+        fputs("\nAborting...\n", stderr);
+    } else {
+        botching = true;
+        ErrFormat engine("\n|\t");
+        StreamFormatOut out(std::cerr, engine);
+        va_list args;
+        va_start(args, format);
+        out.print("Fatal error --- ");
+        out.vprint(format, args);
+        out.print("\nAborting...\n");
+        va_end(args);
+        out.flush();
+    }
+    raise(SIGABRT);
+    exit(1);
+}

@@ -1,0 +1,37 @@
+// StreamFormatOut: formatted output to an output stream object, either one
+// the caller gives (not owned) or a new file stream opened on a path.  The
+// diagnostics of the tool go through one of these on std::cerr.
+#pragma once
+
+#include "support/formout.h"
+
+#include <iosfwd>
+#include <memory>
+
+// Writes nothing while the stream's state is not clear; when a write sets
+// the failure bit, records errno (28 if errno says nothing).
+class StreamSink : public FormatSink {
+public:
+    explicit StreamSink(std::ostream *stream) : stream(stream) {}
+    void write(const char *text, int32_t length) override;
+
+    std::ostream *stream;
+    int error = 0;
+};
+
+class StreamFormatOut : public FormatOut {
+public:
+    // Creates `path` (mode 0644) and writes to it; owns the stream.
+    StreamFormatOut(const char *path, Format &engine);
+    StreamFormatOut(std::ostream &stream, Format &engine);
+    void flush() override;
+    ~StreamFormatOut() override;
+
+    // 0 if the stream's state is clear, else the recorded errno, or 5 (I/O
+    // error) if none was recorded.
+    int error() const;
+
+private:
+    StreamSink streamSink;
+    std::unique_ptr<std::ostream> ownedStream;
+};

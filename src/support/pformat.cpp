@@ -1,0 +1,136 @@
+#include "support/pformat.h"
+
+#include "support/printable.h"
+
+#include <cstring>
+#include <initializer_list>
+
+PrintfFormat::PrintfFormat() {
+    for (char c : {'d', 'u', 'x', 'X', 'o'})
+        setDirective(c, formatNumber);
+    setDirective('c', formatChar);
+    setDirective('s', formatString);
+    setDirective('O', formatObject);
+    setModifier('l');
+}
+
+PrintfFormat::~PrintfFormat() = default;
+
+PrintfFormat *PrintfFormat::asPrintfFormat() {
+    return this;
+}
+
+PrintfFormat &defaultPrintfFormat() {
+    static PrintfFormat engine;
+    return engine;
+}
+
+void PrintfFormat::writePadded(const FormatSpec &spec, FormatSink &sink, const char *text,
+                               int32_t length) {
+    int32_t pad = spec.width > length ? spec.width - length : 0;
+    if (!spec.leftAlign) putBlanks(sink, pad);
+    put(sink, text, length);
+    if (spec.leftAlign) putBlanks(sink, pad);
+}
+
+void PrintfFormat::writeString(const FormatSpec &spec, FormatSink &sink, const char *text) {
+    int32_t length;
+    if (spec.precision > 0) {
+        const void *nul = memchr(text, 0, static_cast<size_t>(spec.precision));
+        length = nul ? static_cast<int32_t>(static_cast<const char *>(nul) - text) : spec.precision;
+    } else {
+        length = static_cast<int32_t>(strlen(text));
+    }
+    writePadded(spec, sink, text, length);
+}
+
+void PrintfFormat::formatString(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+    const char *text = va_arg(*args, const char *);
+    if (!text) {
+        put(sink, "(null)", 6);
+        return;
+    }
+    writeString(spec, sink, text);
+}
+
+void PrintfFormat::formatObject(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+    const Printable *object = va_arg(*args, const Printable *);
+    const char *text = object ? object->printableText() : nullptr;
+    writeString(spec, sink, text ? text : "<NULL>");
+}
+
+void PrintfFormat::formatChar(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+    char c = static_cast<char>(va_arg(*args, int));
+    writePadded(spec, sink, &c, 1);
+}
+
+void PrintfFormat::formatNumber(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+    uint32_t base = 10;
+    const char *digitSet = "0123456789abcdef";
+    switch (spec.directive) {
+    case 'x':
+        base = 16;
+        break;
+    case 'X':
+        base = 16;
+        digitSet = "0123456789ABCDEF";
+        break;
+    case 'o':
+        base = 8;
+        break;
+    default:
+        break;
+    }
+    bool negative = false;
+    uint32_t value;
+    if (spec.directive == 'd') {
+        int32_t s = va_arg(*args, int32_t);
+        negative = s < 0;
+        value = negative ? 0u - static_cast<uint32_t>(s) : static_cast<uint32_t>(s);
+    } else {
+        value = va_arg(*args, uint32_t);
+    }
+
+    // Digits grow down from the end of the work area.  Three bytes at its
+    // start stay free for a "0x" and a sign, so nothing can run over.
+    constexpr int32_t workSize = 128;
+    constexpr int32_t reserve = 3;
+    char work[workSize];
+    char *const end = work + workSize;
+    char *p = end;
+    do {
+        *--p = digitSet[value % base];
+        value /= base;
+    } while (value);
+    while (end - p < spec.precision && p > work + reserve)
+        *--p = '0';
+
+    char sign = negative ? '-' : spec.plusSign ? '+' : spec.spaceSign ? ' ' : 0;
+    bool prefix = spec.alternate && base == 16;
+    int32_t pad = spec.width - static_cast<int32_t>(end - p);
+    int32_t blanksInFront = 0;
+    if (!spec.leftAlign && pad > 0) {
+        if (sign) --pad;
+        if (prefix) pad -= 2;
+        if (pad > 0) {
+            if (spec.zeroFill) {
+                while (pad > 0 && p > work + reserve) {
+                    *--p = '0';
+                    --pad;
+                }
+            } else {
+                blanksInFront = pad;
+            }
+        }
+    }
+    if (prefix) {
+        *--p = spec.directive == 'X' ? 'X' : 'x';
+        *--p = '0';
+    }
+    if (sign) *--p = sign;
+    putBlanks(sink, blanksInFront);
+    put(sink, p, static_cast<int32_t>(end - p));
+    // Left-aligned, the pad was measured on the digits alone, so a sign or a
+    // prefix widens the field beyond the width.
+    if (spec.leftAlign && pad > 0) putBlanks(sink, pad);
+}
