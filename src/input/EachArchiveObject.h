@@ -1,0 +1,26 @@
+// Walks over a library: `eachArchiveFile` gives each member as an InputFile,
+// `eachArchiveObject` each member as an ObjectFile.  A member that is itself
+// a library is walked in place, depth first, to any depth; its members show
+// one more "(member)" in their names.  A bad member adds its errors and the
+// walk goes on.
+#pragma once
+
+#include "support/FunctionRef.h"
+
+#include <memory>
+
+class Archive;
+class ErrorContext;
+class InputFile;
+class ObjectFile;
+
+// The visitor gets each member file that is not itself a library.  The file
+// is the visitor's: it destroys it (or keeps it) as it sees fit.
+void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, InputFile &archiveFile,
+                     ErrorContext &errors, Archive &archive);
+
+// The visitor gets each member's object file and owns it.  Members of no
+// known format are reported: "File %s OMF format not yet handled" with the
+// member's name, then "%s: Unknown object file format" with the library's.
+void eachArchiveObject(FunctionRef<void(std::unique_ptr<ObjectFile>)> visitor,
+                       InputFile &archiveFile, ErrorContext &errors, Archive &archive);
