@@ -1,0 +1,152 @@
+#!/bin/sh
+# Rebuilds the object-file corpus in tests/corpus/ from the sources in
+# tests/corpus/src/.  The outputs are committed, so the build and the tests
+# never run this script; run it by hand after changing a source.
+#
+# It needs these Debian 12 packages:
+#   clang-14 (the "clang" command)       C compiler for every target
+#   binutils                             readelf, ar (host), for the records
+#   binutils-i686-linux-gnu              i686-linux-gnu-as, -ld
+#   binutils-arm-linux-gnueabi           arm-linux-gnueabi-as, -ld, -ar
+#   binutils-mips-linux-gnu              mips-linux-gnu-as, -ld
+#   binutils-powerpc-linux-gnu           powerpc-linux-gnu-as, -ld
+#
+# C is compiled by clang into assembly and assembled by the GNU cross
+# assembler (-fno-integrated-as), the way a traditional toolchain does it:
+# GNU as writes the plain ARM mapping symbols "$a", "$t" and "$d".  One ARM
+# object is instead assembled by clang's own assembler, which names its
+# mapping symbols "$a.0", "$d.1" and so on.
+#
+# Every output <name> gets <name>.readelf.txt (readelf -s -W, the expected
+# symbols) and <name>.sections.txt (readelf -h -S -W).  Shared objects also
+# get <name>.versions.txt (readelf -d -V -W); libraries get
+# <name>.index.txt (ar tv and readelf -c, the members and the symbol index).
+#
+# Usage: sh tests/corpus/make-corpus.sh   (from anywhere)
+set -eu
+
+here=$(cd "$(dirname "$0")" && pwd)
+src="$here/src"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# Code generation common to all targets: freestanding, no position-
+# independent code unless asked, uninitialised globals as common blocks, no
+# unwind tables or compiler identification.
+CFLAGS="-O1 -ffreestanding -fno-builtin -fcommon -fno-ident -fno-addrsig
+  -fno-asynchronous-unwind-tables -fno-unwind-tables -fno-integrated-as"
+
+# Linker options that keep linked files small: 4 KiB pages, no build id.
+LDFLAGS="-z max-page-size=0x1000 -z common-page-size=0x1000 -z noseparate-code
+  -z noexecstack
+  --build-id=none"
+
+# cc <triple> <extra flags> <source> <output>
+# Compiles from inside src/ so that the file symbol holds the plain source
+# name.  clang finds the assembler by the triple: <triple>-as.
+cc() {
+  (cd "$src" && clang --target="$1" $CFLAGS $2 -c -o "$4" "$3")
+}
+
+# The four targets, as clang triples (also the binutils prefixes).
+i386_t=i686-linux-gnu
+arm_t=arm-linux-gnueabi
+mips_t=mips-linux-gnu
+ppc_t=powerpc-linux-gnu
+
+nopic="-fno-pic"
+mipsflags="-fno-pic -mno-abicalls"
+
+# --- Relocatable objects ---------------------------------------------------
+cc $i386_t "$nopic" shapes.c "$work/i386-shapes.o"
+cc $i386_t "$nopic" support.c "$work/i386-support.o"
+(cd "$src" && i686-linux-gnu-as -o "$work/i386-mangled.o" mangled.s)
+
+cc $arm_t "$nopic" shapes.c "$work/arm-shapes.o"
+cc $arm_t "$nopic" support.c "$work/arm-support.o"
+cc $arm_t "$nopic" geometry_helpers.c "$work/arm-geometry-helpers.o"
+# The same module through clang's integrated assembler ("$a.0" style
+# mapping symbols, .ARM.attributes without GNU as's defaults).
+(cd "$src" && clang --target=$arm_t $(echo "$CFLAGS" | sed 's/-fno-integrated-as//') \
+  $nopic -fintegrated-as -c -o "$work/arm-shapes-llvm.o" shapes.c)
+
+cc $mips_t "$mipsflags" shapes.c "$work/mips-shapes.o"
+cc $mips_t "$mipsflags" support.c "$work/mips-support.o"
+
+cc $ppc_t "$nopic" shapes.c "$work/ppc-shapes.o"
+cc $ppc_t "$nopic" geometry_helpers.c "$work/ppc-geometry-helpers.o"
+(cd "$src" && powerpc-linux-gnu-as -o "$work/ppc-mangled.o" mangled.s)
+
+# --- Statically linked executables ----------------------------------------
+i686-linux-gnu-ld $LDFLAGS -static -e _start -o "$work/i386-prog" \
+  "$work/i386-shapes.o" "$work/i386-support.o"
+mips-linux-gnu-ld $LDFLAGS -static -e _start -o "$work/mips-prog" \
+  "$work/mips-shapes.o" "$work/mips-support.o"
+
+# --- Shared objects with version definitions and requirements --------------
+# base.so defines BASE_1.0 and BASE_2.0; plugin.so defines PLUGIN_1.0 and
+# PLUGIN_1.1 and needs both BASE versions from libbase.so.1.
+shared() {
+  arch=$1 triple=$2 prefix=$3 pic=$4
+  cc "$triple" "$pic" base.c "$work/$arch-base-pic.o"
+  cc "$triple" "$pic" plugin.c "$work/$arch-plugin-pic.o"
+  "$prefix-ld" $LDFLAGS -shared -soname libbase.so.1 \
+    --version-script "$src/base.map" -o "$work/$arch-base.so" \
+    "$work/$arch-base-pic.o"
+  "$prefix-ld" $LDFLAGS -shared -soname libplugin.so.1 \
+    --version-script "$src/plugin.map" -o "$work/$arch-plugin.so" \
+    "$work/$arch-plugin-pic.o" "$work/$arch-base.so"
+}
+shared arm $arm_t arm-linux-gnueabi -fPIC
+# The secure PLT keeps PowerPC's PLT out of a writable, executable segment.
+shared ppc $ppc_t powerpc-linux-gnu "-fPIC -msecure-plt"
+
+# --- Libraries ------------------------------------------------------------
+# A System V / GNU library with a "/" symbol index; the member
+# arm-geometry-helpers.o has a name longer than 15 characters, which puts
+# it into the "//" long-name table.
+(cd "$work" && arm-linux-gnueabi-ar rcsD libshapes-arm.a arm-shapes.o \
+  arm-support.o arm-geometry-helpers.o)
+# A library that holds that library as a member, between objects of other
+# targets (one of them with a long name too).
+(cd "$work" && ar rcsD libnested.a i386-mangled.o libshapes-arm.a \
+  ppc-geometry-helpers.o mips-support.o)
+
+# --- Copy the outputs and write the records ---------------------------------
+objects="i386-shapes.o i386-support.o i386-mangled.o
+  arm-shapes.o arm-support.o arm-geometry-helpers.o arm-shapes-llvm.o
+  mips-shapes.o mips-support.o
+  ppc-shapes.o ppc-geometry-helpers.o ppc-mangled.o"
+linked="i386-prog mips-prog"
+shlibs="arm-base.so arm-plugin.so ppc-base.so ppc-plugin.so"
+libs="libshapes-arm.a libnested.a"
+
+for f in $objects $linked $shlibs $libs; do
+  cp "$work/$f" "$here/$f"
+done
+
+cd "$here"
+for f in $objects $linked $shlibs; do
+  readelf -s -W "$f" >"$f.readelf.txt"
+  readelf -h -S -W "$f" >"$f.sections.txt"
+done
+for f in $shlibs; do
+  readelf -d -V -W "$f" >"$f.versions.txt"
+done
+for f in $libs; do
+  { ar tvO "$f"; echo; readelf -c "$f"; } >"$f.index.txt"
+done
+readelf -s -W libshapes-arm.a >libshapes-arm.a.readelf.txt
+# readelf cannot look inside a library held in a library; it says so (that
+# line is kept in the record), and the inner library's members are then
+# listed from a copy named the way a lister shows a nested member:
+# libnested.a(libshapes-arm.a)(arm-shapes.o).
+inner="$work/libnested.a(libshapes-arm.a)"
+(cd "$work" && mkdir x && cd x && ar x ../libnested.a libshapes-arm.a &&
+  mv libshapes-arm.a "$inner")
+{
+  readelf -s -W libnested.a 2>&1 || true
+  (cd "$work" && readelf -s -W "libnested.a(libshapes-arm.a)")
+} >libnested.a.readelf.txt
+
+echo "corpus rebuilt in $here"
