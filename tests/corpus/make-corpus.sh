@@ -33,8 +33,9 @@ trap 'rm -rf "$work"' EXIT
 # Code generation common to all targets: freestanding, no position-
 # independent code unless asked, uninitialised globals as common blocks, no
 # unwind tables or compiler identification.
-CFLAGS="-O1 -ffreestanding -fno-builtin -fcommon -fno-ident -fno-addrsig
-  -fno-asynchronous-unwind-tables -fno-unwind-tables -fno-integrated-as"
+BASEFLAGS="-ffreestanding -fno-builtin -fcommon -fno-ident -fno-addrsig
+  -fno-asynchronous-unwind-tables -fno-unwind-tables"
+CFLAGS="-O1 $BASEFLAGS -fno-integrated-as"
 
 # Linker options that keep linked files small: 4 KiB pages, no build id.
 LDFLAGS="-z max-page-size=0x1000 -z common-page-size=0x1000 -z noseparate-code
@@ -60,15 +61,20 @@ mipsflags="-fno-pic -mno-abicalls"
 # --- Relocatable objects ---------------------------------------------------
 cc $i386_t "$nopic" shapes.c "$work/i386-shapes.o"
 cc $i386_t "$nopic" support.c "$work/i386-support.o"
+# C++ at -O0 keeps its inline functions and template instances, each in a
+# COMDAT group (a section of type SHT_GROUP) of its own.
+(cd "$src" && clang++ --target=$i386_t -O0 $BASEFLAGS -fno-exceptions -fno-rtti \
+  $nopic -fno-integrated-as -c -o "$work/i386-widgets.o" widgets.cpp)
 (cd "$src" && i686-linux-gnu-as -o "$work/i386-mangled.o" mangled.s)
 
 cc $arm_t "$nopic" shapes.c "$work/arm-shapes.o"
 cc $arm_t "$nopic" support.c "$work/arm-support.o"
 cc $arm_t "$nopic" geometry_helpers.c "$work/arm-geometry-helpers.o"
 # The same module through clang's integrated assembler ("$a.0" style
-# mapping symbols, .ARM.attributes without GNU as's defaults).
-(cd "$src" && clang --target=$arm_t $(echo "$CFLAGS" | sed 's/-fno-integrated-as//') \
-  $nopic -fintegrated-as -c -o "$work/arm-shapes-llvm.o" shapes.c)
+# mapping symbols, which are no mapping symbols to a lister that wants the
+# plain names).
+(cd "$src" && clang --target=$arm_t -O1 $BASEFLAGS $nopic -fintegrated-as \
+  -c -o "$work/arm-shapes-llvm.o" shapes.c)
 
 cc $mips_t "$mipsflags" shapes.c "$work/mips-shapes.o"
 cc $mips_t "$mipsflags" support.c "$work/mips-support.o"
@@ -77,9 +83,18 @@ cc $ppc_t "$nopic" shapes.c "$work/ppc-shapes.o"
 cc $ppc_t "$nopic" geometry_helpers.c "$work/ppc-geometry-helpers.o"
 (cd "$src" && powerpc-linux-gnu-as -o "$work/ppc-mangled.o" mangled.s)
 
+# Two more big-endian targets, SPARC and Motorola 68000, through clang's
+# integrated assembler (no GNU cross assembler needed).
+for t in sparc m68k; do
+  (cd "$src" && clang --target=$t-linux-gnu -O1 $BASEFLAGS $nopic -fintegrated-as \
+    -c -o "$work/$t-shapes.o" shapes.c)
+done
+
 # --- Statically linked executables ----------------------------------------
 i686-linux-gnu-ld $LDFLAGS -static -e _start -o "$work/i386-prog" \
   "$work/i386-shapes.o" "$work/i386-support.o"
+# The same program without its symbol table: a file with nothing to list.
+i686-linux-gnu-strip -o "$work/i386-prog-stripped" "$work/i386-prog"
 mips-linux-gnu-ld $LDFLAGS -static -e _start -o "$work/mips-prog" \
   "$work/mips-shapes.o" "$work/mips-support.o"
 
@@ -113,11 +128,12 @@ shared ppc $ppc_t powerpc-linux-gnu "-fPIC -msecure-plt"
   ppc-geometry-helpers.o mips-support.o)
 
 # --- Copy the outputs and write the records ---------------------------------
-objects="i386-shapes.o i386-support.o i386-mangled.o
+objects="i386-shapes.o i386-support.o i386-mangled.o i386-widgets.o
   arm-shapes.o arm-support.o arm-geometry-helpers.o arm-shapes-llvm.o
   mips-shapes.o mips-support.o
-  ppc-shapes.o ppc-geometry-helpers.o ppc-mangled.o"
-linked="i386-prog mips-prog"
+  ppc-shapes.o ppc-geometry-helpers.o ppc-mangled.o
+  sparc-shapes.o m68k-shapes.o"
+linked="i386-prog i386-prog-stripped mips-prog"
 shlibs="arm-base.so arm-plugin.so ppc-base.so ppc-plugin.so"
 libs="libshapes-arm.a libnested.a"
 
