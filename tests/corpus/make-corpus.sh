@@ -81,6 +81,9 @@ cc $mips_t "$mipsflags" support.c "$work/mips-support.o"
 
 cc $ppc_t "$nopic" shapes.c "$work/ppc-shapes.o"
 cc $ppc_t "$nopic" geometry_helpers.c "$work/ppc-geometry-helpers.o"
+# Embedded PowerPC: the assembler sets the EF_PPC_EMB bit (0x80000000) of
+# e_flags, which tells the embedded target from the plain one.
+cc $ppc_t "$nopic -Wa,-memb" shapes.c "$work/ppc-emb-shapes.o"
 (cd "$src" && powerpc-linux-gnu-as -o "$work/ppc-mangled.o" mangled.s)
 
 # Two more big-endian targets, SPARC and Motorola 68000, through clang's
@@ -127,15 +130,20 @@ shared ppc $ppc_t powerpc-linux-gnu "-fPIC -msecure-plt"
 (cd "$work" && ar rcsD libnested.a i386-mangled.o libshapes-arm.a \
   ppc-geometry-helpers.o mips-support.o)
 
+# Libraries without a symbol index ("S"). With short names only, the first
+# member is an object; with a long name, the "//" table comes first.
+(cd "$work" && ar rcSD libnoindex.a i386-shapes.o i386-support.o)
+(cd "$work" && ar rcSD libnoindex-long.a ppc-shapes.o ppc-geometry-helpers.o)
+
 # --- Copy the outputs and write the records ---------------------------------
 objects="i386-shapes.o i386-support.o i386-mangled.o i386-widgets.o
   arm-shapes.o arm-support.o arm-geometry-helpers.o arm-shapes-llvm.o
   mips-shapes.o mips-support.o
-  ppc-shapes.o ppc-geometry-helpers.o ppc-mangled.o
+  ppc-shapes.o ppc-geometry-helpers.o ppc-mangled.o ppc-emb-shapes.o
   sparc-shapes.o m68k-shapes.o"
 linked="i386-prog i386-prog-stripped mips-prog"
 shlibs="arm-base.so arm-plugin.so ppc-base.so ppc-plugin.so"
-libs="libshapes-arm.a libnested.a"
+libs="libshapes-arm.a libnested.a libnoindex.a libnoindex-long.a"
 
 for f in $objects $linked $shlibs $libs; do
   cp "$work/$f" "$here/$f"
@@ -152,7 +160,9 @@ done
 for f in $libs; do
   { ar tvO "$f"; echo; readelf -c "$f"; } >"$f.index.txt"
 done
-readelf -s -W libshapes-arm.a >libshapes-arm.a.readelf.txt
+for f in libshapes-arm.a libnoindex.a libnoindex-long.a; do
+  readelf -s -W "$f" >"$f.readelf.txt"
+done
 # readelf cannot look inside a library held in a library; it says so (that
 # line is kept in the record), and the inner library's members are then
 # listed from a copy named the way a lister shows a nested member:
