@@ -158,7 +158,7 @@ for f in $shlibs; do
   readelf -d -V -W "$f" >"$f.versions.txt"
 done
 for f in $libs; do
-  { ar tvO "$f"; echo; readelf -c "$f"; } >"$f.index.txt"
+  { ar tvO "$f"; echo; readelf -c "$f" 2>/dev/null || true; } >"$f.index.txt"
 done
 for f in libshapes-arm.a libnoindex.a libnoindex-long.a; do
   readelf -s -W "$f" >"$f.readelf.txt"
