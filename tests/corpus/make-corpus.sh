@@ -130,6 +130,10 @@ shared ppc $ppc_t powerpc-linux-gnu "-fPIC -msecure-plt"
 (cd "$work" && ar rcsD libnested.a i386-mangled.o libshapes-arm.a \
   ppc-geometry-helpers.o mips-support.o)
 
+# A big-endian library with an index, a long name and mangled names.
+(cd "$work" && powerpc-linux-gnu-ar rcsD libppc.a ppc-shapes.o \
+  ppc-geometry-helpers.o ppc-mangled.o)
+
 # Libraries without a symbol index ("S"). With short names only, the first
 # member is an object; with a long name, the "//" table comes first.
 (cd "$work" && ar rcSD libnoindex.a i386-shapes.o i386-support.o)
@@ -143,7 +147,7 @@ objects="i386-shapes.o i386-support.o i386-mangled.o i386-widgets.o
   sparc-shapes.o m68k-shapes.o"
 linked="i386-prog i386-prog-stripped mips-prog"
 shlibs="arm-base.so arm-plugin.so ppc-base.so ppc-plugin.so"
-libs="libshapes-arm.a libnested.a libnoindex.a libnoindex-long.a"
+libs="libshapes-arm.a libppc.a libnested.a libnoindex.a libnoindex-long.a"
 
 for f in $objects $linked $shlibs $libs; do
   cp "$work/$f" "$here/$f"
@@ -160,7 +164,7 @@ done
 for f in $libs; do
   { ar tvO "$f"; echo; readelf -c "$f" 2>/dev/null || true; } >"$f.index.txt"
 done
-for f in libshapes-arm.a libnoindex.a libnoindex-long.a; do
+for f in libshapes-arm.a libppc.a libnoindex.a libnoindex-long.a; do
   readelf -s -W "$f" >"$f.readelf.txt"
 done
 # readelf cannot look inside a library held in a library; it says so (that
@@ -174,5 +178,10 @@ inner="$work/libnested.a(libshapes-arm.a)"
   readelf -s -W libnested.a 2>&1 || true
   (cd "$work" && readelf -s -W "libnested.a(libshapes-arm.a)")
 } >libnested.a.readelf.txt
+
+# Three of them also serve as the samples that "make run" lists.
+for f in i386-shapes.o libppc.a ppc-plugin.so; do
+  cp "$f" "$here/../../examples/$f"
+done
 
 echo "corpus rebuilt in $here"
