@@ -9,8 +9,7 @@
 extern const bool hostIsLittleEndian;
 
 inline uint32_t byteSwap32(uint32_t value) {
-    return (value >> 24) | ((value >> 8) & 0xFF00u) | ((value << 8) & 0xFF0000u) |
-           (value << 24);
+    return (value >> 24) | ((value >> 8) & 0xFF00u) | ((value << 8) & 0xFF0000u) | (value << 24);
 }
 
 inline uint16_t byteSwap16(uint16_t value) {
