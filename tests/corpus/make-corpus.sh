@@ -4,12 +4,13 @@
 # never run this script; run it by hand after changing a source.
 #
 # It needs these Debian 12 packages:
-#   clang-14 (the "clang" command)       C compiler for every target
+#   clang-14 ("clang", "clang++")        C and C++ compiler for every target,
+#                                        and the assembler for SPARC and 68000
 #   binutils                             readelf, ar (host), for the records
-#   binutils-i686-linux-gnu              i686-linux-gnu-as, -ld
+#   binutils-i686-linux-gnu              i686-linux-gnu-as, -ld, -strip
 #   binutils-arm-linux-gnueabi           arm-linux-gnueabi-as, -ld, -ar
 #   binutils-mips-linux-gnu              mips-linux-gnu-as, -ld
-#   binutils-powerpc-linux-gnu           powerpc-linux-gnu-as, -ld
+#   binutils-powerpc-linux-gnu           powerpc-linux-gnu-as, -ld, -ar
 #
 # C is compiled by clang into assembly and assembled by the GNU cross
 # assembler (-fno-integrated-as), the way a traditional toolchain does it:
