@@ -1,0 +1,48 @@
+// Helpers of the input tests: files on disk made from bytes, and an error
+// context whose messages can be read back as text.
+#pragma once
+
+#include "support/errors.h"
+#include "support/sprintf.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes bytesOf(std::string_view text) {
+    return Bytes(text.begin(), text.end());
+}
+
+// A file in a fresh directory, removed with the object.
+class TempFile {
+public:
+    explicit TempFile(const Bytes &contents, const char *name = "input.bin") {
+        char pattern[] = "/tmp/tnm-input-XXXXXX";
+        dir = mkdtemp(pattern);
+        path = dir + "/" + name;
+        FILE *f = std::fopen(path.c_str(), "wb");
+        if (!contents.empty()) std::fwrite(contents.data(), 1, contents.size(), f);
+        std::fclose(f);
+    }
+    ~TempFile() { std::filesystem::remove_all(dir); }
+    TempFile(const TempFile &) = delete;
+    TempFile &operator=(const TempFile &) = delete;
+
+    std::string dir;
+    std::string path;
+};
+
+// Messages as the tool would print them, collected in memory.
+struct CapturedErrors {
+    char buffer[8192] = {};
+    StringFormatOut out{buffer, sizeof buffer};
+    ErrorCounter errors{out, "tnm"};
+
+    std::string text() const { return std::string(out.text(), out.length()); }
+};
