@@ -1,7 +1,18 @@
 #include "tool/nm_main.h"
 
+#include "archive/Archive.h"
+#include "input/EachArchiveObject.h"
+#include "input/FileIdentity.h"
+#include "input/InputFile.h"
+#include "input/ObjectFileLoader.h"
+#include "object/ObjectFile.h"
+#include "support/ErrFormat.h"
+#include "support/errors.h"
+#include "support/osprintf.h"
+#include "tool/nm_listing.h"
+
 #include <cstdio>
-#include <cstring>
+#include <iostream>
 
 NmOptions nmOptions;
 
@@ -96,6 +107,41 @@ void printUsage(const char *toolName) {
     puts(optionLines);
 }
 
+void displayFile(const char *path, ErrorContext &errors) {
+    // A failed open has already been reported by the constructor.
+    InputFile file(path, &errors);
+    if (file.status & (InputFile::eofBit | InputFile::failBit | InputFile::badBit)) {
+        errors.error("failed reading %s", path);
+        return;
+    }
+    FileIdentity identity;
+    FileIdentity::identify(identity, file, false);
+    if (identity.isArchive)
+        displayArchive(path, file, errors);
+    else
+        displaySingleObject(path, file, errors);
+}
+
+void displaySingleObject(const char *path, InputFile &file, ErrorContext &errors) {
+    ObjectFormatKind kind = unknownFormat;
+    std::unique_ptr<ObjectFile> object = loadObjectFile(file, errors, kind);
+    if (kind == 0) {
+        // The loader has said "OMF format not yet handled" already.
+        errors.error("%s: Unknown object file format", path);
+        return;
+    }
+    // Without an object the loader or the reader has said why.
+    if (object) displayObject(*object, errors);
+}
+
+void displayArchive(const char *, InputFile &file, ErrorContext &errors) {
+    // An unrecognised library has been reported by Archive::open.
+    std::unique_ptr<Archive> archive = Archive::open(file, &errors);
+    if (!archive) return;
+    eachArchiveObject([&](std::unique_ptr<ObjectFile> object) { displayObject(*object, errors); },
+                      file, errors, *archive);
+}
+
 int nmMain(int argc, char **argv) {
     const char *toolName = toolNameOf(argc > 0 ? argv[0] : nullptr);
     if (argc < 2) {
@@ -103,7 +149,22 @@ int nmMain(int argc, char **argv) {
         printUsage(toolName);
         return 0;
     }
+
+    // Diagnostics go unbuffered to standard error, the listing buffered to
+    // standard output; nothing orders the two on a shared console.
+    ErrFormat errFormat("\n|\t");
+    StreamFormatOut errorOut(std::cerr, errFormat);
+    ErrorCounter errors(errorOut, toolName);
+    errors.warningsEnabled = true;
+
     bool quiet = readOptions(argc, argv, nmOptions);
     if (!quiet) printBanner();
-    return 0;
+
+    // Every argument that does not begin with "-" names a file, the empty
+    // argument included.
+    for (int i = 1; i < argc; ++i)
+        if (argv[i][0] != '-') displayFile(argv[i], errors);
+
+    fflush(stdout);
+    return errors.errorCount != 0 ? 1 : 0;
 }

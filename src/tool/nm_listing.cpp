@@ -1,0 +1,215 @@
+#include "tool/nm_listing.h"
+
+#include "demangle/unmangle.h"
+#include "input/FileName.h"
+#include "object/ObjectFile.h"
+#include "object/Section.h"
+#include "object/Symbol.h"
+#include "support/error.h"
+#include "tool/nm_main.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// The demangler writes into one of two buffers, taken in turn, so that the
+// name comparator can hold two demangled names at once.
+constexpr size_t demangleBufferSize = 512;
+char demangleBuffers[2][demangleBufferSize];
+int nextDemangleBuffer = 0;
+
+const char *const headingFormats[2] = {"\n%s:\n", "\nUndefined symbols from %s:\n"};
+
+const char parsableColumns[] = "Value     Type  Name";
+const char fullColumns[] = "Value        Size Binding  Type  Sect     Name";
+
+const char *bindingWord(SymbolBinding binding) {
+    switch (static_cast<uint8_t>(binding)) {
+    case 0:
+        return "LOCAL";
+    case 1:
+        return "GLOBAL";
+    case 2:
+        return "WEAK";
+    default:
+        return "";
+    }
+}
+
+const char *typeWord(SymbolType type) {
+    switch (static_cast<uint8_t>(type)) {
+    case 0:
+        return "NOTY";
+    case 1:
+        return "DATA";
+    case 2:
+        return "FUNC";
+    case 3:
+        return "SECT";
+    case 4:
+        return "FILE";
+    default:
+        return "";
+    }
+}
+
+// Every radix gives an 11-character field, so the columns behind it stay in
+// line with the column header.
+void printValue(uint32_t value) {
+    switch (nmOptions.valueRadix) {
+    case radixOctal:
+        printf("%11o", value);
+        break;
+    case radixDecimal:
+        printf("%11d", static_cast<int32_t>(value));
+        break;
+    default:
+        printf("%08x   ", value);
+        break;
+    }
+}
+
+// The end of every row: the name, and with -A the file's display name.
+void printNamePart(Symbol &symbol, const char *fileDisplayName) {
+    if (nmOptions.appendFileName)
+        printf("%-24s %s\n", displayName(symbol), fileDisplayName);
+    else
+        puts(displayName(symbol));
+}
+
+void printFullRow(Symbol &symbol, const char *fileDisplayName) {
+    printValue(symbol.value());
+    printf(" %5d %-7s %c%-5s %-8s ", static_cast<int32_t>(symbol.size()),
+           bindingWord(symbol.binding()), symbol.other() == 0xF0 ? 'm' : ' ',
+           typeWord(symbol.type()), sectionColumn(symbol));
+    printNamePart(symbol, fileDisplayName);
+}
+
+void printParsableRow(Symbol &symbol, const char *fileDisplayName) {
+    printValue(symbol.value());
+    printf(" %-3s ", typeLetter(symbol));
+    printNamePart(symbol, fileDisplayName);
+}
+
+void printUndefinedRow(Symbol &symbol, const char *fileDisplayName) {
+    fputs("    ", stdout);
+    printNamePart(symbol, fileDisplayName);
+}
+
+bool isAsciiAlnum(unsigned char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+const char *skipToAlnum(const char *text) {
+    while (*text && !isAsciiAlnum(static_cast<unsigned char>(*text)))
+        ++text;
+    return text;
+}
+
+Symbol &symbolAt(const void *slot) {
+    return **static_cast<Symbol *const *>(slot);
+}
+
+} // namespace
+
+const char *displayName(Symbol &symbol) {
+    const char *name = symbol.name();
+    if (name && *name) {
+        if (!nmOptions.demangleNames) return name;
+        char *buffer = demangleBuffers[nextDemangleBuffer];
+        nextDemangleBuffer ^= 1;
+        return unmangle(name, buffer, demangleBufferSize);
+    }
+    if (symbol.type() == SymbolType::section) {
+        if (Section *section = symbol.section()) return section->name();
+    }
+    return "";
+}
+
+const char *typeLetter(Symbol &symbol) {
+    SymbolType type = symbol.type();
+    if (type == SymbolType::section) return "S";
+    if (type == SymbolType::file) return "F";
+    if (Section *section = symbol.section()) {
+        // Only binding 1 counts as global here: a weak symbol is lower case.
+        bool global = symbol.binding() == SymbolBinding::global;
+        if (section->isExecutable()) return global ? "T" : "t";
+        if (section->isBss()) return global ? "B" : "b";
+        return global ? "D" : "d";
+    }
+    if (symbol.isUndefined()) return "U";
+    if (symbol.isCommon()) return "C";
+    if (symbol.isAbsolute()) return "A";
+    return "?";
+}
+
+const char *sectionColumn(Symbol &symbol) {
+    if (Section *section = symbol.section()) return section->name();
+    if (symbol.isUndefined()) return "UNDEF";
+    if (symbol.isAbsolute()) return "ABS";
+    if (symbol.isSmallCommon()) return "SCOMM";
+    if (symbol.isCommon()) return "COMM";
+    return "";
+}
+
+int compareSymbolNames(const void *left, const void *right) {
+    const char *a = skipToAlnum(displayName(symbolAt(left)));
+    const char *b = skipToAlnum(displayName(symbolAt(right)));
+    return strcmp(a, b);
+}
+
+int compareSymbolValues(const void *left, const void *right) {
+    uint32_t difference = symbolAt(left).value() - symbolAt(right).value();
+    return static_cast<int32_t>(difference);
+}
+
+void displayObject(ObjectFile &object, ErrorContext &errors) {
+    uint32_t count = object.symbolCount();
+    const char *fileDisplayName = object.fileName->displayName();
+    if (count == 0) {
+        errors.warning("%s has no symbols", fileDisplayName);
+        return;
+    }
+
+    if (!nmOptions.appendFileName)
+        printf(headingFormats[nmOptions.undefinedOnly ? 1 : 0], fileDisplayName);
+    if (!nmOptions.suppressHeaders) puts(nmOptions.parsableOutput ? parsableColumns : fullColumns);
+
+    // One array per file, sized by the reader's upper bound; the symbols are
+    // referred to, never copied.
+    std::vector<Symbol *> selected;
+    selected.reserve(static_cast<size_t>(count) + 8);
+    if (nmOptions.undefinedOnly) {
+        object.eachGlobalSymbol([&](Symbol &symbol) {
+            if (symbol.isUndefined()) selected.push_back(&symbol);
+            return true;
+        });
+    } else if (nmOptions.globalsOnly) {
+        object.eachGlobalSymbol([&](Symbol &symbol) {
+            selected.push_back(&symbol);
+            return true;
+        });
+    } else {
+        object.eachSymbol([&](Symbol &symbol) {
+            selected.push_back(&symbol);
+            return true;
+        });
+    }
+
+    if (selected.size() >= 2) {
+        if (nmOptions.sortByName)
+            qsort(selected.data(), selected.size(), sizeof(Symbol *), compareSymbolNames);
+        else if (nmOptions.sortByValue)
+            qsort(selected.data(), selected.size(), sizeof(Symbol *), compareSymbolValues);
+    }
+
+    void (*printRow)(Symbol &, const char *) = nmOptions.undefinedOnly    ? printUndefinedRow
+                                               : nmOptions.parsableOutput ? printParsableRow
+                                                                          : printFullRow;
+    for (Symbol *symbol : selected)
+        printRow(*symbol, fileDisplayName);
+}

@@ -1,0 +1,65 @@
+// Helpers of the listing tests: run a piece of code with standard output
+// going to a temporary file and get back what it printed, and an error
+// context that keeps each report as a line of text.
+#pragma once
+
+#include "support/error.h"
+#include "tool/nm_main.h"
+
+#include <cstdio>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <unistd.h>
+
+// Everything `body` writes to standard output, through stdio or the
+// descriptor; the real standard output is restored afterwards.
+inline std::string captureStdout(const std::function<void()> &body) {
+    fflush(stdout);
+    FILE *sink = tmpfile();
+    if (!sink) return "<no temporary file>";
+    int saved = dup(1);
+    dup2(fileno(sink), 1);
+    body();
+    fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+    std::string text;
+    rewind(sink);
+    char chunk[4096];
+    size_t n;
+    while ((n = fread(chunk, 1, sizeof chunk, sink)) > 0)
+        text.append(chunk, n);
+    fclose(sink);
+    return text;
+}
+
+// Keeps every report as "warning: ...", "error: ..." or "fatal: ...".
+class RecordingErrors : public ErrorContext {
+public:
+    std::string lines;
+
+    void vfatal(const char *format, va_list args) override { record("fatal", format, args); }
+    void verror(const char *format, va_list args) override {
+        ++errorCount;
+        record("error", format, args);
+    }
+    void vwarning(const char *format, va_list args) override {
+        ++warningCount;
+        record("warning", format, args);
+    }
+
+private:
+    void record(const char *severity, const char *format, va_list args) {
+        char text[1024];
+        vsnprintf(text, sizeof text, format, args);
+        lines += std::string(severity) + ": " + text + "\n";
+    }
+};
+
+// Every test starts from the options of a run without any option letter.
+class ListingTest : public ::testing::Test {
+protected:
+    void SetUp() override { nmOptions = NmOptions(); }
+    void TearDown() override { nmOptions = NmOptions(); }
+};
