@@ -1,0 +1,102 @@
+// The first pass over the arguments and the tool's name.
+#include "tool/nm_main.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Parsed {
+    NmOptions options;
+    bool quiet;
+};
+
+Parsed parse(std::vector<std::string> args) {
+    args.insert(args.begin(), "tnm");
+    std::vector<char *> argv;
+    for (std::string &arg : args)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    Parsed parsed;
+    parsed.quiet = readOptions(static_cast<int>(args.size()), argv.data(), parsed.options);
+    return parsed;
+}
+
+// The options as one text, so that a case states all of them at once.
+std::string describe(const Parsed &p) {
+    const NmOptions &o = p.options;
+    std::string text;
+    if (o.appendFileName) text += "A";
+    if (o.demangleNames) text += "C";
+    if (o.globalsOnly) text += "g";
+    if (o.undefinedOnly) text += "u";
+    if (o.suppressHeaders) text += "h";
+    if (o.sortByName) text += "n";
+    if (o.sortByValue) text += "v";
+    if (o.parsableOutput) text += "p";
+    if (p.quiet) text += "q";
+    text += "/";
+    text += "odx"[o.valueRadix];
+    return text;
+}
+
+TEST(Options, FirstPass) {
+    struct Case {
+        std::vector<std::string> args;
+        const char *expected;
+    };
+    const Case cases[] = {
+        {{}, "/x"},
+        {{"a.o", "b.o"}, "/x"},
+        {{"-A"}, "A/x"},
+        {{"-C"}, "C/x"},
+        {{"-g"}, "g/x"},
+        {{"-u"}, "uh/x"},
+        {{"-h"}, "h/x"},
+        {{"-u", "-h"}, "uh/x"},
+        {{"-n"}, "n/x"},
+        {{"-v"}, "v/x"},
+        {{"-p"}, "p/x"},
+        {{"-q"}, "q/x"},
+        {{"-d"}, "/d"},
+        {{"-o"}, "/o"},
+        {{"-o", "-x", "f.o"}, "/x"},
+        {{"-x", "-o", "f.o"}, "/o"},
+        {{"-ox"}, "/x"},
+        {{"-xo"}, "/o"},
+        {{"-od", "file", "-v"}, "v/d"},
+        {{"file.o", "-n"}, "n/x"},
+        {{"-nC"}, "Cn/x"},
+        {{"-Cpg"}, "Cgp/x"},
+        {{"-xqA"}, "Aq/x"},
+        {{"-Z", "f.o"}, "/x"},
+        {{"-", "--", "-?!"}, "/x"},
+        {{"-AZn"}, "An/x"},
+        // A letter only counts behind a "-" at the start of the argument.
+        {{"n", "a-n", ""}, "/x"},
+        {{"-ACguhnvpqd"}, "ACguhnvpq/d"},
+    };
+    for (const Case &c : cases) {
+        std::string label;
+        for (const std::string &arg : c.args)
+            label += "'" + arg + "' ";
+        EXPECT_EQ(describe(parse(c.args)), c.expected) << label;
+    }
+}
+
+TEST(Options, ToolName) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"tnm", "tnm"},     {"/usr/local/bin/tnm", "tnm"}, {"C:\\tools\\TNM.EXE", "TNM.EXE"},
+        {"vol:tnm", "tnm"}, {"a/b\\c:d/nm.x", "nm.x"},     {"dir/", ""},
+        {"", ""},
+    };
+    for (const auto &[argv0, name] : cases) {
+        EXPECT_STREQ(toolNameOf(argv0), name) << argv0;
+    }
+    // In place: the result points into the argument.
+    const char *path = "/bin/tnm";
+    EXPECT_EQ(toolNameOf(path), path + 5);
+}
+
+} // namespace
