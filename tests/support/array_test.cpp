@@ -1,0 +1,367 @@
+// Arrays, dictionaries, string tables, the sort and the word helpers.
+#include "support/StringTable.h"
+#include "support/align.h"
+#include "support/array.h"
+#include "support/bitsfield.h"
+#include "support/endian.h"
+#include "support/quickSort.h"
+#include "support/sdict.h"
+#include "support/strdup.h"
+#include "support/stringcltn.h"
+#include "support/strutil.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+TEST(Array, GrowthRules) {
+    array doubling(4, 4, -1);
+    doubling.data[0] = 7;
+    doubling.resize(5);
+    EXPECT_EQ(doubling.capacity, 8u);
+    EXPECT_EQ(doubling.data[0], 7);
+    doubling.resize(100);
+    EXPECT_EQ(doubling.capacity, 100u);
+    for (uint32_t i = 16; i < 400; ++i)
+        EXPECT_EQ(doubling.data[i], 0) << i;
+
+    array empty(0, 4, -1);
+    EXPECT_EQ(empty.data, nullptr);
+    empty.resize(3);
+    EXPECT_EQ(empty.capacity, 3u);
+
+    array exact(10, 2, 5);
+    exact.data[1] = 9;
+    exact.resize(11);
+    EXPECT_EQ(exact.capacity, 11u);
+    exact.resize(2);
+    EXPECT_EQ(exact.capacity, 2u);
+    EXPECT_EQ(exact.data[1], 9);
+
+    exact.clear();
+    EXPECT_EQ(exact.capacity, 0u);
+    EXPECT_EQ(exact.data, nullptr);
+    exact.allocate(6, 0);
+    EXPECT_EQ(exact.capacity, 6u);
+    EXPECT_EQ(exact.growth, 0);
+}
+
+TEST(Array, AssignmentCopies) {
+    array a(3, 4, -1);
+    a.data[11] = 0x5A;
+    array b(1, 4, -1);
+    b = a;
+    EXPECT_EQ(b.capacity, 3u);
+    EXPECT_EQ(b.data[11], 0x5A);
+    EXPECT_NE(b.data, a.data);
+    array c(a);
+    EXPECT_EQ(c.data[11], 0x5A);
+}
+
+TEST(ArrayDeathTest, Botches) {
+    EXPECT_DEATH(
+        {
+            array fixed(8, 4, 0);
+            fixed.resize(2);
+        },
+        "Fixed length dynarray \"\\[8\\]\" overflowed!");
+    EXPECT_DEATH(
+        {
+            array a(1, 4, -1);
+            a.resize(-3);
+        },
+        "array::resize\\(-3\\) array size negative");
+    EXPECT_DEATH(array(0x40000000u, 8, -1), "array\\(1073741824,8\\) too large");
+    EXPECT_DEATH(
+        {
+            array a(0x40000000u, 1, -1);
+            a.resize(0x40000001);
+        },
+        "array \\(1073741824\\) overflowed");
+}
+
+TEST(Dynarray, AppendGrowsAndKeeps) {
+    dynarray<const char *> list(2);
+    const char *names[] = {"a", "b", "c", "d", "e"};
+    for (const char *n : names)
+        list.append(n);
+    EXPECT_EQ(list.count, 5u);
+    EXPECT_EQ(list.capacity, 8u);
+    std::vector<std::string> seen(list.begin(), list.end());
+    EXPECT_EQ(seen, (std::vector<std::string>{"a", "b", "c", "d", "e"}));
+    dynarray<uint32_t> zero(0);
+    zero.append(42);
+    EXPECT_EQ(zero[0], 42u);
+    EXPECT_EQ(zero.capacity, 1u);
+}
+
+TEST(StringDictionary, AddLookupSetRemove) {
+    StringDictionary dict(7);
+    EXPECT_TRUE(dict.add("alpha", 1));
+    EXPECT_FALSE(dict.add("alpha", 2));
+    DictValue v = 0;
+    ASSERT_TRUE(dict.lookup("alpha", v));
+    EXPECT_EQ(v, 1u);
+    dict.set("alpha", 3);
+    dict.set("beta", 4);
+    ASSERT_TRUE(dict.lookup("alpha", v));
+    EXPECT_EQ(v, 3u);
+    EXPECT_EQ(dict.count, 2u);
+    EXPECT_FALSE(dict.lookup("alph", v));
+    EXPECT_FALSE(dict.lookup("alphab", v));
+    EXPECT_TRUE(dict.addCounted("gammaXYZ", 5, 5));
+    ASSERT_TRUE(dict.lookup("gamma", v));
+    EXPECT_EQ(v, 5u);
+    EXPECT_TRUE(dict.lookupCounted("betamax", 4, v));
+    EXPECT_EQ(v, 4u);
+    EXPECT_FALSE(dict.lookupCounted("betamax", 5, v));
+    EXPECT_TRUE(dict.remove("beta"));
+    EXPECT_FALSE(dict.remove("beta"));
+    EXPECT_FALSE(dict.lookup("beta", v));
+    EXPECT_EQ(dict.count, 2u);
+    // The removed entry is reused.
+    StringDictionary::Entry *freed = dict.freeEntries;
+    ASSERT_NE(freed, nullptr);
+    EXPECT_TRUE(dict.add("delta", 6));
+    EXPECT_EQ(dict.freeEntries, nullptr);
+    EXPECT_TRUE(dict.add("", 8));
+    ASSERT_TRUE(dict.lookup("", v));
+    EXPECT_EQ(v, 8u);
+}
+
+TEST(StringDictionary, KeysAreCopiedOrKept) {
+    char key[] = "name";
+    StringDictionary copying(3);
+    StringDictionaryKeepKeys keeping(3);
+    copying.add(key, 1);
+    keeping.add(key, 1);
+    const char *copied = nullptr, *kept = nullptr;
+    copying.each([&](const char *k, DictValue) { copied = k; });
+    keeping.each([&](const char *k, DictValue) { kept = k; });
+    EXPECT_NE(copied, key);
+    EXPECT_STREQ(copied, "name");
+    EXPECT_EQ(kept, key);
+}
+
+TEST(StringDictionary, EachAndIteratorAgreeOnOrder) {
+    StringDictionary dict(5);
+    // "a" and "f" share bucket 97 % 5 == 102 % 5 == 2; the newer is first.
+    dict.add("a", 1);
+    dict.add("f", 2);
+    dict.add("b", 3);
+    std::vector<DictValue> byEach, byIterator;
+    dict.each([&](const char *, DictValue v) { byEach.push_back(v); });
+    StringDictionary::Iterator it(dict);
+    while (DictValue v = it.next())
+        byIterator.push_back(v);
+    EXPECT_EQ(byEach, (std::vector<DictValue>{2, 1, 3}));
+    EXPECT_EQ(byIterator, byEach);
+}
+
+TEST(Hash, TextAndCountedFormsAgree) {
+    EXPECT_EQ(hashText("ab"), (uint32_t('a') << 1) ^ 'b');
+    EXPECT_EQ(hashText("xyz\xff"), hashText("xyz\xffQQ", 4));
+    EXPECT_EQ(hashText(""), 0u);
+}
+
+TEST(StringTable, InternsAndFinds) {
+    StringTable table(30);
+    EXPECT_EQ(table.hashSize, 11u);
+    EXPECT_STREQ(table.text(0), "<<<NULL_SYMBOL>>>");
+    EXPECT_EQ(table.intern(nullptr), 0u);
+    uint32_t ab = table.intern("ab");
+    EXPECT_EQ(ab, 1u);
+    EXPECT_EQ(table.intern("ab", 2), ab);
+    uint32_t abNul = table.intern("ab\0", 3);
+    EXPECT_EQ(abNul, 2u);
+    EXPECT_EQ(table.length(abNul), 3u);
+    EXPECT_EQ(table.intern(""), 3u);
+    EXPECT_EQ(table.find("ab"), ab);
+    EXPECT_EQ(table.find("ab\0", 3), abNul);
+    EXPECT_EQ(table.find("abc"), 0u);
+    EXPECT_EQ(table.find(nullptr), 0u);
+    // Many texts in few chains.
+    for (int i = 0; i < 1000; ++i)
+        table.intern(("sym" + std::to_string(i)).c_str());
+    EXPECT_EQ(table.count, 1003u);
+    EXPECT_EQ(table.find("sym500"), 504u);
+    EXPECT_STREQ(table.text(504), "sym500");
+    std::vector<std::string> texts;
+    table.each([&](const char *t) { texts.push_back(t); });
+    ASSERT_EQ(texts.size(), 1003u);
+    EXPECT_EQ(texts[0], "ab");
+    EXPECT_EQ(texts[1002], "sym999");
+    table.reset();
+    EXPECT_EQ(table.count, 0u);
+    EXPECT_EQ(table.find("ab"), 0u);
+    EXPECT_EQ(table.intern("new"), 1u);
+    EXPECT_STREQ(table.text(0), "<<<NULL_SYMBOL>>>");
+}
+
+TEST(StringTableDeathTest, TooLarge) {
+    EXPECT_DEATH(StringTable(256001), "StringTable:: max too big: 256001");
+    StringTable largest(256000);
+    EXPECT_EQ(largest.hashSize, 85333u);
+}
+
+TEST(StringCollection, ListOperations) {
+    StringCollection list;
+    char mutableText[] = "copied";
+    const char *kept = "kept";
+    list.append(kept, false);
+    list.append(mutableText, true);
+    list.append("third", false);
+    mutableText[0] = 'X';
+    std::vector<std::string> seen;
+    list.each([&](const char *t) { seen.push_back(t); });
+    EXPECT_EQ(seen, (std::vector<std::string>{"kept", "copied", "third"}));
+    EXPECT_EQ(list.count, 3u);
+    EXPECT_EQ(list.popFront(), kept);
+    EXPECT_STREQ(list.popBack(), "third");
+    EXPECT_STREQ(list.popBack(), "copied");
+    EXPECT_EQ(list.head, nullptr);
+    EXPECT_EQ(list.tail, nullptr);
+    EXPECT_EQ(list.popFront(), nullptr);
+    EXPECT_EQ(list.popBack(), nullptr);
+    EXPECT_EQ(list.count, 0u);
+}
+
+TEST(QuickSort, SortsThroughCallbacks) {
+    std::mt19937 random(7);
+    for (int n : {0, 1, 2, 3, 7, 50, 257}) {
+        for (int round = 0; round < 5; ++round) {
+            std::vector<int> values(n);
+            for (int &v : values)
+                v = static_cast<int>(random() % (round == 4 ? 3 : 1000));
+            if (round == 3) std::sort(values.begin(), values.end());
+            std::vector<int> expected = values;
+            std::sort(expected.begin(), expected.end());
+            quickSort(
+                0, n - 1, [&](int32_t a, int32_t b) { std::swap(values[a], values[b]); },
+                [&](int32_t a, int32_t b) { return values[a] < values[b]; });
+            EXPECT_EQ(values, expected) << n << " " << round;
+        }
+    }
+}
+
+TEST(QuickSort, SingleElementCallsNothingAndRangesAreInclusive) {
+    int calls = 0;
+    quickSort(
+        5, 5, [&](int32_t, int32_t) { ++calls; },
+        [&](int32_t, int32_t) {
+            ++calls;
+            return false;
+        });
+    EXPECT_EQ(calls, 0);
+    std::vector<int> values{9, 4, 3, 2, 1, 0};
+    quickSort(
+        1, 4, [&](int32_t a, int32_t b) { std::swap(values[a], values[b]); },
+        [&](int32_t a, int32_t b) { return values[a] < values[b]; });
+    EXPECT_EQ(values, (std::vector<int>{9, 1, 2, 3, 4, 0}));
+}
+
+TEST(WordHelpers, RoundUpAndSwaps) {
+    EXPECT_EQ(roundUp(8, 4), 8u);
+    EXPECT_EQ(roundUp(9, 4), 12u);
+    EXPECT_EQ(roundUp(0, 16), 0u);
+    EXPECT_EQ(roundUp(7, 3), 9u);
+    EXPECT_EQ(roundUp(5, 0), 5u);
+    EXPECT_EQ(byteSwap32(0x11223344u), 0x44332211u);
+    EXPECT_EQ(byteSwap16(0xA1B2), 0xB2A1);
+    uint32_t word = 0;
+    unsigned char bytes[4] = {1, 0, 0, 0};
+    memcpy(&word, bytes, 4);
+    EXPECT_EQ(hostIsLittleEndian, word == 1);
+}
+
+TEST(BitFields, SetBits) {
+    struct {
+        int low, high;
+        int32_t value;
+        bool isSigned;
+        int result;
+        uint32_t after;
+    } cases[] = {
+        {4, 7, 0xF, false, 0, 0xFFFFFFFF},
+        {4, 7, 0x10, false, 1, 0xFFFFFFFF},
+        {4, 7, 5, false, 0, 0xFFFFFF5F},
+        {4, 7, -1, true, 0, 0xFFFFFFFF},
+        {4, 7, -8, true, 0, 0xFFFFFF8F},
+        // Signed, only the bits above the field count: -9 keeps its low four
+        // bits, -17 and 16 do not fit.
+        {4, 7, -9, true, 0, 0xFFFFFF7F},
+        {4, 7, -17, true, 1, 0xFFFFFFFF},
+        {4, 7, 16, true, 1, 0xFFFFFFFF},
+        {4, 7, 7, true, 0, 0xFFFFFF7F},
+        {0, 0, -1, true, 0, 0xFFFFFFFF},
+        {0, 0, 2, false, 1, 0xFFFFFFFF},
+        {0, 31, -1, true, 0, 0xFFFFFFFF},
+        {0, 31, 0x12345678, false, 0, 0x12345678},
+        {31, 31, 0, false, 0, 0x7FFFFFFF},
+        {8, 15, -1, false, 1, 0xFFFFFFFF},
+    };
+    for (auto &c : cases) {
+        uint32_t word = 0xFFFFFFFF;
+        EXPECT_EQ(setBits(&word, c.low, c.high, c.value, c.isSigned), c.result)
+            << c.low << ".." << c.high << " " << c.value;
+        EXPECT_EQ(word, c.after) << c.low << ".." << c.high << " " << c.value;
+    }
+    for (int width = 1; width <= 32; ++width) {
+        uint32_t word = 0;
+        EXPECT_EQ(setBits(&word, 0, width - 1, -1, true), 0) << width;
+    }
+}
+
+TEST(BitFields, GetBits) {
+    EXPECT_EQ(getBits(0x12345678, 4, 11, false), 0x67u);
+    EXPECT_EQ(getBits(0x000000F0, 4, 7, true), 0xFFFFFFFFu);
+    EXPECT_EQ(getBits(0x00000070, 4, 7, true), 7u);
+    EXPECT_EQ(getBits(0x80000000, 31, 31, true), 0xFFFFFFFFu);
+    EXPECT_EQ(getBits(0x00000001, 0, 0, true), 0xFFFFFFFFu);
+    EXPECT_EQ(getBits(0xFFFFFFFE, 0, 0, true), 0u);
+    EXPECT_EQ(getBits(0xDEADBEEF, 0, 31, false), 0xDEADBEEFu);
+    EXPECT_EQ(getBits(0x80000000, 16, 31, true), 0xFFFF8000u);
+}
+
+TEST(BitFieldsDeathTest, BadField) {
+    EXPECT_DEATH(getBits(0, 5, 32, false), "out of range");
+}
+
+TEST(TextHelpers, DuplicateAndSubstrings) {
+    EXPECT_EQ(duplicate(nullptr), nullptr);
+    const char *source = "text";
+    auto copy = duplicate(source);
+    EXPECT_STREQ(copy.get(), "text");
+    EXPECT_NE(copy.get(), source);
+
+    auto split = [](const char *text, const char *separators) {
+        std::vector<std::string> pieces;
+        eachSubstring([&](const char *p) { pieces.push_back(p); }, text, separators);
+        return pieces;
+    };
+    using V = std::vector<std::string>;
+    EXPECT_EQ(split("a;b;c", ";"), (V{"a", "b", "c"}));
+    EXPECT_EQ(split("a;b;", ";"), (V{"a", "b"}));
+    EXPECT_EQ(split(";a", ";"), (V{"", "a"}));
+    EXPECT_EQ(split("a;;b", ";"), (V{"a", "", "b"}));
+    EXPECT_EQ(split("x:y;z", ":;"), (V{"x", "y", "z"}));
+    EXPECT_EQ(split("", ";"), V{});
+    EXPECT_EQ(split(nullptr, ";"), V{});
+    std::string longPiece(2500, 'q');
+    V pieces = split((longPiece + ";" + longPiece).c_str(), ";");
+    ASSERT_EQ(pieces.size(), 2u);
+    EXPECT_EQ(pieces[0].size(), 1999u);
+    EXPECT_EQ(pieces[1].size(), 2500u);
+    // The last piece is the text itself.
+    const char *text = "one,two";
+    const char *last = nullptr;
+    eachSubstring([&](const char *p) { last = p; }, text, ',');
+    EXPECT_EQ(last, text + 4);
+}
+
+} // namespace

@@ -1,0 +1,291 @@
+// The global allocator's tracing and filling, and the heap pools.
+#include "support/heappool.h"
+#include "support/new.h"
+#include "support/sprintf.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <regex>
+#include <string>
+#include <sys/resource.h>
+
+namespace {
+
+// Sets (or, with null, unsets) the two variables and rereads them; undoes
+// it at the end of the scope.
+struct HeapEnvironment {
+    HeapEnvironment(const char *trace, const char *fill) {
+        put("TV_MALLOC_DEBUG", trace);
+        put("MALLOC_FILL", fill);
+        readHeapEnvironment();
+    }
+    ~HeapEnvironment() {
+        unsetenv("TV_MALLOC_DEBUG");
+        unsetenv("MALLOC_FILL");
+        readHeapEnvironment();
+    }
+    static void put(const char *name, const char *value) {
+        if (value)
+            setenv(name, value, 1);
+        else
+            unsetenv(name);
+    }
+};
+
+// Runs `body` with standard output captured and the given trace setting.
+template <typename Body> std::string traced(const char *threshold, Body body) {
+    fflush(stdout);
+    testing::internal::CaptureStdout();
+    {
+        HeapEnvironment env(threshold, nullptr);
+        body();
+        fflush(stdout);
+    }
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(HeapEnvironment, ReadsTheVariables) {
+    {
+        HeapEnvironment env("  +100", nullptr);
+        EXPECT_TRUE(heapTrace);
+        EXPECT_EQ(heapTraceThreshold, 100u);
+        EXPECT_FALSE(heapFill);
+    }
+    {
+        HeapEnvironment env("-1", "");
+        EXPECT_EQ(heapTraceThreshold, 0xFFFFFFFFu);
+        EXPECT_TRUE(heapFill);
+    }
+    {
+        HeapEnvironment env("junk", "no");
+        EXPECT_TRUE(heapTrace);
+        EXPECT_EQ(heapTraceThreshold, 0u);
+        EXPECT_TRUE(heapFill);
+    }
+    EXPECT_FALSE(heapTrace);
+    EXPECT_FALSE(heapFill);
+}
+
+TEST(GlobalNew, TracesAllocationsAtOrAboveTheThreshold) {
+    unsigned long big = 0;
+    std::string out = traced("100", [&] {
+        void *block = ::operator new(100);
+        big = reinterpret_cast<unsigned long>(block);
+        void *small = ::operator new(99);
+        ::operator delete(small);
+        ::operator delete(block);
+    });
+    char expected[64];
+    snprintf(expected, sizeof expected, "HEAP> new(0x64) = 0x%lx from 0x", big);
+    EXPECT_NE(out.find(expected), std::string::npos) << out;
+    EXPECT_EQ(out.find("new(0x63)"), std::string::npos) << out;
+    EXPECT_EQ(out.find("free("), std::string::npos) << out;
+    EXPECT_TRUE(std::regex_search(out, std::regex("HEAP> new\\(0x64\\) = 0x[0-9a-f]+ from "
+                                                  "0x[0-9a-f]+ from 0x[0-9a-f]+\n")))
+        << out;
+}
+
+TEST(GlobalNew, ThresholdZeroTracesFreesToo) {
+    unsigned long block = 0;
+    std::string out = traced("0", [&] {
+        void *p = ::operator new(1);
+        block = reinterpret_cast<unsigned long>(p);
+        ::operator delete(p);
+        ::operator delete(nullptr);
+    });
+    char expected[64];
+    snprintf(expected, sizeof expected, "HEAP> new(0x1) = 0x%lx", block);
+    EXPECT_NE(out.find(expected), std::string::npos) << out;
+    snprintf(expected, sizeof expected, "HEAP> free(0x%lx) from 0x", block);
+    EXPECT_NE(out.find(expected), std::string::npos) << out;
+    EXPECT_EQ(out.find("free(0x0)"), std::string::npos) << out;
+}
+
+TEST(GlobalNew, ThresholdAboveEightKeepsFreesOut) {
+    std::string out = traced("9", [] { ::operator delete(::operator new(64)); });
+    EXPECT_NE(out.find("HEAP> new(0x40)"), std::string::npos) << out;
+    EXPECT_EQ(out.find("free("), std::string::npos) << out;
+}
+
+TEST(GlobalNew, FillAndZeroSize) {
+    {
+        HeapEnvironment env(nullptr, "");
+        auto *block = static_cast<unsigned char *>(::operator new(32));
+        for (int i = 0; i < 32; ++i)
+            EXPECT_EQ(block[i], 0xAA) << i;
+        ::operator delete(block);
+    }
+    void *empty = ::operator new(0);
+    EXPECT_NE(empty, nullptr);
+    ::operator delete(empty);
+    void *nothrow = ::operator new(0x80000000u, std::nothrow);
+    EXPECT_EQ(nothrow, nullptr);
+}
+
+TEST(GlobalNewDeathTest, NegativeSizeBotches) {
+    EXPECT_DEATH((void)::operator new(static_cast<size_t>(0xFFFFFFFBu)), "new\\(-5\\) attempted!!");
+}
+
+void *volatile sink;
+
+void allocateBeyondLimit() {
+    struct rlimit limit;
+    limit.rlim_cur = limit.rlim_max = 512u << 20;
+    if (setrlimit(RLIMIT_AS, &limit) != 0) abort();
+    sink = ::operator new(0x60000000u);
+}
+
+TEST(GlobalNewDeathTest, ExhaustedMemoryBotches) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's allocator reports this itself";
+#else
+    EXPECT_DEATH(allocateBeyondLimit(),
+                 "Fatal error --- Virtual memory exceeded while allocating 1610612736 bytes");
+#endif
+}
+
+TEST(HeapPool, SmallAllocationsAreRoundedAndAligned) {
+    HeapPool pool(64, "TestPoolRound");
+    auto *a = static_cast<unsigned char *>(pool.allocate(1));
+    auto *b = static_cast<unsigned char *>(pool.allocate(1));
+    EXPECT_EQ(b - a, 8);
+    EXPECT_EQ(pool.current->used, 16u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(a) % 8, 0u);
+    auto *c = static_cast<unsigned char *>(pool.allocate(13));
+    EXPECT_EQ(c - b, 8);
+    EXPECT_EQ(pool.current->used, 32u);
+    EXPECT_EQ(pool.statistics->newOperations, 3u);
+    EXPECT_EQ(pool.statistics->neededChunk, 0u);
+
+    HeapPool tiny(3, "TestPoolTiny");
+    EXPECT_EQ(tiny.firstSize, 16u);
+    EXPECT_EQ(tiny.extentSize, 16u);
+}
+
+TEST(HeapPool, LargeAllocationGetsItsOwnChunk) {
+    HeapPool pool(64, "TestPoolLarge", 32);
+    EXPECT_EQ(pool.extentSize, 32u);
+    pool.allocate(100);
+    EXPECT_EQ(pool.current->size, 104u);
+    EXPECT_EQ(pool.current->used, 104u);
+    EXPECT_EQ(pool.current->chunkNumber, 2u);
+    EXPECT_EQ(pool.current->totalSize, 168u);
+    EXPECT_EQ(pool.statistics->neededChunk, 1u);
+    pool.allocate(8);
+    // The new chunk is full; the first one still has room.
+    EXPECT_EQ(pool.statistics->inPreviousChunks, 1u);
+    pool.allocate(72);
+    EXPECT_EQ(pool.current->size, 72u);
+}
+
+TEST(HeapPool, OlderChunksAreSearchedAndNearlyFullOnesDropped) {
+    HeapPool pool(64, "TestPoolSearch");
+    pool.allocate(40); // chunk 1: 24 left
+    pool.allocate(56); // chunk 2: 8 left
+    HeapPoolChunk *second = pool.current;
+    EXPECT_EQ(second->nextWithRoom, second->previous);
+    pool.allocate(24); // from chunk 1, which is then full
+    EXPECT_EQ(pool.statistics->inPreviousChunks, 1u);
+    EXPECT_EQ(second->previous->used, 64u);
+    pool.allocate(16); // chunk 3
+    // Chunk 2 has 8 bytes left and chunk 1 none: neither is searched again.
+    EXPECT_EQ(pool.current->nextWithRoom, nullptr);
+    EXPECT_EQ(second->nextWithRoom, nullptr);
+    EXPECT_EQ(pool.statistics->neededChunk, 2u);
+    EXPECT_EQ(pool.statistics->chunks, 3u);
+    EXPECT_EQ(pool.statistics->maxSize, 192u);
+}
+
+TEST(HeapPool, ResetKeepsTheOldestChunkAndAccountsBytes) {
+    uint32_t before = poolBytesNow;
+    {
+        HeapPool pool(32, "TestPoolReset");
+        EXPECT_EQ(poolBytesNow, before + 32 + HeapPoolChunk::headerSize);
+        pool.allocate(24);
+        HeapPoolChunk *oldest = pool.current;
+        pool.allocate(32);
+        pool.allocate(32);
+        EXPECT_EQ(pool.current->chunkNumber, 3u);
+        EXPECT_GE(poolBytesMax, before + 96 + 3 * HeapPoolChunk::headerSize);
+        pool.reset();
+        EXPECT_EQ(pool.current, oldest);
+        EXPECT_EQ(oldest->used, 24u);
+        EXPECT_EQ(oldest->previous, nullptr);
+        EXPECT_EQ(poolBytesNow, before + 32 + HeapPoolChunk::headerSize);
+    }
+    EXPECT_EQ(poolBytesNow, before);
+}
+
+TEST(HeapPool, CopiesAndZeroes) {
+    HeapPool pool(16, "TestPoolCopies", 64);
+    char *copy = pool.duplicate("hello");
+    EXPECT_STREQ(copy, "hello");
+    char *part = pool.duplicate("abcdef", 3);
+    EXPECT_STREQ(part, "abc");
+    auto *zero = static_cast<unsigned char *>(pool.allocateZeroed(40));
+    for (int i = 0; i < 40; ++i)
+        EXPECT_EQ(zero[i], 0) << i;
+    EXPECT_STREQ(copy, "hello");
+}
+
+std::string report() {
+    static char buffer[1 << 16];
+    StringFormatOut out(buffer, sizeof buffer);
+    reportHeapPools(out);
+    return buffer;
+}
+
+// The report's entry for one pool name, up to the blank line that ends it.
+std::string entryOf(const std::string &text, const std::string &name) {
+    size_t start = text.find("    Heap \"" + name + "\"\n");
+    if (start == std::string::npos) return "";
+    return text.substr(start, text.find("\n\n", start) + 2 - start);
+}
+
+TEST(HeapPool, ReportGivesOneEntryPerName) {
+    {
+        HeapPool first(100, "TestPoolReport", 50);
+        HeapPool second(100, "TestPoolReport", 50);
+        EXPECT_EQ(first.statistics, second.statistics);
+        EXPECT_EQ(first.statistics->instances, 2u);
+        for (int i = 0; i < 3; ++i)
+            first.allocate(8);
+        first.allocate(90);
+    }
+    // Never destroyed, in static storage so nothing leaks.
+    alignas(HeapPool) static unsigned char storage[sizeof(HeapPool)];
+    new (storage) HeapPool(2048, "TestPoolKept");
+
+    std::string text = report();
+    EXPECT_EQ(text.rfind("HeapPool storage max size was ", 0), 0u) << text;
+    EXPECT_NE(text.find("K\nAnalysis of heap pools:\n"), std::string::npos);
+    EXPECT_EQ(entryOf(text, "TestPoolReport"),
+              "    Heap \"TestPoolReport\"\n"
+              "        Number of instances:             2\n"
+              "        Number of \"new\" operations:    4\n"
+              "            Of these, 1 required chunk allocation\n"
+              "            and 0 were allocated in previous chunks\n"
+              "        Average size:                    1K\n"
+              "        Max size:                        1K\n"
+              "        Number of chunks:                3\n"
+              "        NOTE: extent size appears too small for best performance\n"
+              "\n");
+    EXPECT_EQ(entryOf(text, "TestPoolKept"), "    Heap \"TestPoolKept\"\n"
+                                             "        Number of instances:             1\n"
+                                             "        Of these, 1 were *NOT* destructed\n"
+                                             "        Number of \"new\" operations:    0\n"
+                                             "            Of these, 0 required chunk allocation\n"
+                                             "            and 0 were allocated in previous chunks\n"
+                                             "        Average size:                    2K\n"
+                                             "        Max size:                        2K\n"
+                                             "        Number of chunks:                1\n"
+                                             "\n");
+    // The registry's own pool is there under its name.
+    EXPECT_NE(entryOf(text, "StringDictionary"), "");
+    EXPECT_EQ(text.find("Heap \"TestPoolReport\"", text.find("Heap \"TestPoolReport\"") + 1),
+              std::string::npos);
+}
+
+} // namespace
