@@ -1,0 +1,450 @@
+// Symbol's base behaviour: resolution chains, the derived predicates, the
+// relocation section lookup, display, the unsupported setters; and
+// SymbolDelegate, SymbolCollection and SymbolArray.
+#include "ObjectTestKit.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+class SymbolTest : public testing::Test {
+protected:
+    FileName name{"a.o"};
+    TestObjectFile file{name};
+};
+
+TEST_F(SymbolTest, UnresolvedSymbolIsItsOwnResolution) {
+    TestSymbol &common = file.addSymbol("c");
+    common.common = true;
+    EXPECT_EQ(common.link, &common);
+    EXPECT_EQ(common.resolved(true), &common);
+    EXPECT_EQ(common.resolved(false), &common);
+}
+
+TEST_F(SymbolTest, ResolutionFollowsOnlySymbolsThatNeedIt) {
+    TestSymbol &definition = file.addSymbol("d", 0x10);
+    definition.global = true;
+
+    TestSymbol &common = file.addSymbol("c");
+    common.common = true;
+    common.link = &definition;
+    EXPECT_EQ(common.resolved(true), &common);
+    EXPECT_EQ(common.resolved(false), &definition);
+
+    TestSymbol &undefined = file.addSymbol("u");
+    undefined.undefined = true;
+    undefined.global = true;
+    undefined.link = &common;
+    // Through the common symbol when commons do not count, to it when they do.
+    EXPECT_EQ(undefined.resolved(false), &definition);
+    EXPECT_EQ(undefined.resolved(true), &common);
+
+    TestSymbol &weak = file.addSymbol("w", 4);
+    weak.weak = true;
+    weak.link = &definition;
+    EXPECT_EQ(weak.resolved(true), &definition);
+
+    TestSymbol &otherWeak = file.addSymbol("w2", 8);
+    otherWeak.weak = true;
+    weak.link = &otherWeak;
+    EXPECT_EQ(weak.resolved(true), &weak);
+
+    TestSymbol &defined = file.addSymbol("x", 1);
+    defined.global = true;
+    defined.link = &definition;
+    EXPECT_EQ(defined.resolved(false), &defined);
+}
+
+TEST_F(SymbolTest, ResolutionStopsOnALoop) {
+    TestSymbol &a = file.addSymbol("a");
+    TestSymbol &b = file.addSymbol("b");
+    TestSymbol &c = file.addSymbol("c");
+    for (TestSymbol *symbol : {&a, &b, &c}) {
+        symbol->undefined = true;
+        symbol->global = true;
+    }
+    a.link = &b;
+    b.link = &c;
+    c.link = &a;
+    Symbol *end = a.resolved(true);
+    EXPECT_TRUE(end == &a || end == &b || end == &c);
+}
+
+// A symbol that preempts a shared definition: the one step beyond it.
+class PreemptingSymbol : public TestSymbol {
+public:
+    using TestSymbol::TestSymbol;
+    bool preemptsSharedDefinition() override { return true; }
+};
+
+TEST_F(SymbolTest, SharedDefinitionYieldsToAPreemptingLink) {
+    FileName sharedName{"libx.so"};
+    TestObjectFile shared{sharedName};
+    shared.shared = true;
+    TestSymbol &inShared = shared.addSymbol("f", 0x100);
+    inShared.global = true;
+    PreemptingSymbol preempting(&file, "f", 0x20);
+    preempting.global = true;
+    inShared.link = &preempting;
+
+    TestSymbol &reference = file.addSymbol("f");
+    reference.undefined = true;
+    reference.global = true;
+    reference.link = &inShared;
+    EXPECT_EQ(reference.resolved(true), &preempting);
+
+    TestSymbol plain(&file, "f", 0x20);
+    plain.global = true;
+    inShared.link = &plain;
+    EXPECT_EQ(reference.resolved(true), &inShared);
+}
+
+TEST_F(SymbolTest, DerivedPredicates) {
+    TestSection &text = file.addSection(".text", 0x40);
+    struct Case {
+        const char *what;
+        bool global, weak, undefined, common, withSection;
+        bool definedOrWeak, absolute, definedGlobal;
+    };
+    const Case cases[] = {
+        {"undefined global", true, false, true, false, false, false, false, false},
+        {"undefined weak", false, true, true, false, false, true, false, false},
+        {"defined local, no section", false, false, false, false, false, true, true, false},
+        {"defined global in section", true, false, false, false, true, true, false, true},
+        {"common", true, false, false, true, false, true, true, true},
+    };
+    for (const Case &c : cases) {
+        TestSymbol symbol(&file, "s", 0, c.withSection ? &text : nullptr);
+        symbol.global = c.global;
+        symbol.weak = c.weak;
+        symbol.undefined = c.undefined;
+        symbol.common = c.common;
+        EXPECT_EQ(symbol.isDefinedOrWeak(), c.definedOrWeak) << c.what;
+        EXPECT_EQ(symbol.isAbsolute(), c.absolute) << c.what;
+        EXPECT_EQ(symbol.isDefinedGlobal(), c.definedGlobal) << c.what;
+        EXPECT_EQ(symbol.hasLinkAddress(), c.definedOrWeak) << c.what;
+        EXPECT_FALSE(symbol.isDefinedInSharedObject()) << c.what;
+    }
+}
+
+TEST_F(SymbolTest, BindingFollowsIsGlobal) {
+    TestSymbol local(&file, "l");
+    TestSymbol global(&file, "g");
+    global.global = true;
+    TestSymbol weak(&file, "w");
+    weak.weak = true;
+    EXPECT_EQ(local.binding(), SymbolBinding::local);
+    EXPECT_EQ(global.binding(), SymbolBinding::global);
+    EXPECT_EQ(weak.binding(), SymbolBinding::weak);
+    EXPECT_EQ(local.type(), SymbolType::none);
+}
+
+TEST_F(SymbolTest, SymbolsOfASharedObjectHaveNoLinkAddress) {
+    FileName sharedName{"libx.so"};
+    TestObjectFile shared{sharedName};
+    shared.shared = true;
+    TestSymbol &symbol = shared.addSymbol("f", 0x100);
+    symbol.global = true;
+    EXPECT_FALSE(symbol.hasLinkAddress());
+    EXPECT_TRUE(symbol.isDefinedInSharedObject());
+}
+
+TEST_F(SymbolTest, AddressAddsTheSectionAddress) {
+    TestSection &data = file.addSection(".data", 0x100);
+    TestCombinedSection combined(".data", 0x8000);
+    data.mapIntoCombinedSection(&combined, 0x20);
+    TestSymbol inSection(&file, "d", 0x10, &data);
+    TestSymbol absolute(&file, "a", 0x1234);
+    EXPECT_EQ(inSection.address(), 0x8030u);
+    EXPECT_EQ(absolute.address(), 0x1234u);
+    EXPECT_EQ(inSection.originalValue(), 0x10u);
+}
+
+TEST_F(SymbolTest, BaseAnswers) {
+    TestSymbol symbol(&file, "s");
+    EXPECT_EQ(symbol.index(), 0u);
+    EXPECT_EQ(symbol.size(), 0u);
+    EXPECT_EQ(symbol.alignment(), 1u);
+    EXPECT_EQ(symbol.other(), 0u);
+    EXPECT_EQ(symbol.versionIndex(), 0u);
+    EXPECT_EQ(symbol.originalObjectFile(), &file);
+    EXPECT_EQ(symbol.fileName(), &name);
+    EXPECT_EQ(symbol.elfSymbol(), nullptr);
+    EXPECT_EQ(symbol.bsdSymbol(), nullptr);
+    EXPECT_EQ(symbol.coffSymbol(), nullptr);
+    EXPECT_EQ(symbol.coffAuxiliary(0), nullptr);
+    EXPECT_FALSE(symbol.isSmallCommon());
+    EXPECT_FALSE(symbol.isSectionSymbol());
+    EXPECT_FALSE(symbol.isSpecial());
+    EXPECT_FALSE(symbol.isSymbolFlagA());
+    EXPECT_FALSE(symbol.isSymbolFlagC());
+    EXPECT_FALSE(symbol.symbolFlagE4());
+    EXPECT_FALSE(symbol.preemptsSharedDefinition());
+    EXPECT_FALSE(symbol.isResolvedLocally());
+    EXPECT_FALSE(symbol.isImportStub());
+    EXPECT_FALSE(symbol.isExportBinding());
+    EXPECT_TRUE(symbol.isExportable());
+    // A class that keeps no marks counts as marked.
+    symbol.setReferenced();
+    symbol.setStrongReference();
+    EXPECT_TRUE(symbol.isMarked());
+    EXPECT_TRUE(symbol.hasStrongReference());
+    EXPECT_TRUE(symbol.isReferenced());
+    symbol.setIndex(0); // accepted and ignored
+    EXPECT_EQ(symbol.index(), 0u);
+}
+
+class ComdatSection : public TestSection {
+public:
+    using TestSection::TestSection;
+    bool isComdat() override { return true; }
+};
+
+TEST_F(SymbolTest, InComdatNeedsAGlobalSymbolInAComdatSection) {
+    ComdatSection comdat(&file, ".text.f");
+    TestSection &plain = file.addSection(".text");
+    TestSymbol global(&file, "f", 0, &comdat);
+    global.global = true;
+    TestSymbol local(&file, "l", 0, &comdat);
+    TestSymbol outside(&file, "g", 0, &plain);
+    outside.global = true;
+    TestSymbol absolute(&file, "a", 0);
+    absolute.global = true;
+    EXPECT_TRUE(global.isInComdat());
+    EXPECT_FALSE(local.isInComdat());
+    EXPECT_FALSE(outside.isInComdat());
+    EXPECT_FALSE(absolute.isInComdat());
+}
+
+TEST_F(SymbolTest, AliasesAndEquals) {
+    TestSection &text = file.addSection(".text");
+    TestSection &data = file.addSection(".data");
+    TestSymbol f(&file, "f", 0x10, &text);
+    TestSymbol g(&file, "g", 0x10, &text);
+    TestSymbol h(&file, "f", 0x10, &data);
+    TestSymbol sameName(&file, "f", 0x10, &text);
+    FileName otherName{"b.o"};
+    TestObjectFile other{otherName};
+    TestSymbol elsewhere(&other, "f", 0x10, &text);
+
+    EXPECT_TRUE(f.isAliasOf(f));
+    EXPECT_TRUE(f.isAliasOf(g));
+    EXPECT_FALSE(f.isAliasOf(h));
+    EXPECT_FALSE(f.isAliasOf(elsewhere));
+    g.undefined = true;
+    EXPECT_FALSE(f.isAliasOf(g));
+    g.undefined = false;
+    g.common = true;
+    EXPECT_FALSE(f.isAliasOf(g));
+
+    EXPECT_TRUE(f.equals(f));
+    EXPECT_TRUE(f.equals(sameName));
+    EXPECT_FALSE(f.equals(g)); // another name
+    EXPECT_FALSE(f.equals(h)); // another section
+    EXPECT_FALSE(f.equals(elsewhere));
+    sameName.symbolValue = 0x14;
+    EXPECT_FALSE(f.equals(sameName));
+}
+
+TEST_F(SymbolTest, NeedsDynamicEntry) {
+    TestSection &text = file.addSection(".text");
+    struct Case {
+        const char *what;
+        bool global, undefined, dynamicSymbols, undefinedToo, restricted, expected;
+    };
+    const Case cases[] = {
+        {"exported definition", true, false, true, false, false, true},
+        {"local", false, false, true, false, false, false},
+        {"no dynamic symbols", true, false, false, false, false, false},
+        {"restricted name", true, false, true, false, true, false},
+        {"undefined, not wanted", true, true, true, false, false, false},
+        {"undefined, wanted", true, true, true, true, false, true},
+        // An undefined symbol has no link address: restriction does not apply.
+        {"undefined, wanted, restricted", true, true, true, true, true, true},
+    };
+    for (const Case &c : cases) {
+        TestSymbol symbol(&file, "f", 0, c.undefined ? nullptr : &text);
+        symbol.global = c.global;
+        symbol.undefined = c.undefined;
+        TestLinkOptions options;
+        options.dynamicSymbols = c.dynamicSymbols;
+        options.undefinedDynamicSymbols = c.undefinedToo;
+        if (c.restricted) options.restricted.push_back("f");
+        EXPECT_EQ(symbol.needsDynamicEntry(options), c.expected) << c.what;
+    }
+}
+
+class UnexportableSymbol : public TestSymbol {
+public:
+    using TestSymbol::TestSymbol;
+    bool isExportable() override { return false; }
+};
+
+TEST_F(SymbolTest, UnexportableSymbolNeedsNoDynamicEntry) {
+    UnexportableSymbol symbol(&file, "f", 1);
+    symbol.global = true;
+    TestLinkOptions options;
+    EXPECT_FALSE(symbol.needsDynamicEntry(options));
+}
+
+TEST_F(SymbolTest, SectionForRelocation) {
+    TestSection &text = file.addSection(".text");
+    TestSection &data = file.addSection(".data");
+    TestSection &bss = file.addSection(".bss");
+    TestSymbol &localFirst = file.addSymbol("x", 0, &text);
+    TestSymbol &commonX = file.addSymbol("x");
+    commonX.common = true;
+    commonX.global = true;
+    TestSymbol &globalX = file.addSymbol("x", 0, &data);
+    globalX.global = true;
+    (void)localFirst;
+
+    // A local asks all symbols: the first "x" is the local one in .text.
+    TestSymbol local(&file, "x", 0, &bss);
+    EXPECT_EQ(local.sectionForRelocation(), &text);
+    // A global asks the globals, passing the common one over.
+    TestSymbol global(&file, "x", 0, &bss);
+    global.global = true;
+    EXPECT_EQ(global.sectionForRelocation(), &data);
+    // No match: the symbol's own section.
+    TestSymbol lonely(&file, "y", 0, &bss);
+    EXPECT_EQ(lonely.sectionForRelocation(), &bss);
+    // Same first character, another name.
+    TestSymbol similar(&file, "xy", 0, &bss);
+    EXPECT_EQ(similar.sectionForRelocation(), &bss);
+}
+
+TEST_F(SymbolTest, Display) {
+    TestSection &text = file.addSection(".text");
+    TestSymbol inText(&file, "main", 0x1c, &text);
+    inText.global = true;
+    TestSymbol undefined(&file, "printf");
+    undefined.undefined = true;
+    undefined.global = true;
+    TestSymbol common(&file, "buf", 0x40);
+    common.common = true;
+    common.global = true;
+    TestSymbol local(&file, "tmp", 0xff);
+
+    CapturedOutput captured;
+    for (Symbol *symbol : {static_cast<Symbol *>(&inText), static_cast<Symbol *>(&undefined),
+                           static_cast<Symbol *>(&common), static_cast<Symbol *>(&local)})
+        symbol->display(captured.out());
+    EXPECT_EQ(captured.text(), "main\t=0x1c in .text global\n"
+                               "printf\t=0x0 imported\n"
+                               "buf\t=0x40 common\n"
+                               "tmp\t=0xff local\n");
+}
+
+TEST_F(SymbolTest, UnsupportedSettersBotch) {
+    TestSymbol symbol(&file, "s");
+    EXPECT_EXIT(symbol.setIndex(5), testing::KilledBySignal(SIGABRT),
+                "Fatal error --- Symbol::setIndex\\(5\\)");
+    EXPECT_EXIT(symbol.setValue(1), testing::KilledBySignal(SIGABRT),
+                "Fatal error --- Symbol::setValue not implemented");
+    EXPECT_EXIT(symbol.setAssociatedSection(nullptr), testing::KilledBySignal(SIGABRT),
+                "Fatal error --- Symbol::setAssociatedSection not implemented");
+}
+
+// Records which marks reach it through a delegate.
+class MarkedSymbol : public TestSymbol {
+public:
+    using TestSymbol::TestSymbol;
+    uint32_t index() override { return 7; }
+    uint32_t size() override { return 12; }
+    uint32_t alignment() override { return 8; }
+    uint32_t other() override { return 0xF0; }
+    SymbolType type() override { return SymbolType::function; }
+    bool isSpecial() override { return true; }
+    bool isResolvedLocally() override { return true; }
+    bool isReferenced() override { return referenced; }
+    void setReferenced() override { referenced = true; }
+    bool hasStrongReference() override { return strong; }
+    void setStrongReference() override { strong = true; }
+    uint32_t versionIndex() override { return 3; }
+    bool referenced = false;
+    bool strong = false;
+};
+
+TEST_F(SymbolTest, DelegateForwards) {
+    TestSection &text = file.addSection(".text");
+    MarkedSymbol target(&file, "f", 0x40, &text);
+    target.weak = true;
+    SymbolDelegate delegate(target);
+
+    EXPECT_STREQ(delegate.name(), "f");
+    EXPECT_EQ(delegate.delegateSymbol(), &target);
+    EXPECT_EQ(delegate.index(), 7u);
+    EXPECT_EQ(delegate.size(), 12u);
+    EXPECT_EQ(delegate.alignment(), 8u);
+    EXPECT_EQ(delegate.value(), 0x40u);
+    EXPECT_EQ(delegate.other(), 0xF0u);
+    EXPECT_EQ(delegate.objectFile(), &file);
+    EXPECT_EQ(delegate.section(), &text);
+    EXPECT_EQ(delegate.binding(), SymbolBinding::weak);
+    EXPECT_EQ(delegate.type(), SymbolType::function);
+    EXPECT_EQ(delegate.versionIndex(), 3u);
+    EXPECT_TRUE(delegate.isGlobal());
+    EXPECT_TRUE(delegate.isResolvedLocally());
+    EXPECT_TRUE(delegate.isAliasOf(target));
+    // Not forwarded: a delegate is never special.
+    EXPECT_FALSE(delegate.isSpecial());
+
+    EXPECT_FALSE(delegate.isMarked());
+    delegate.setReferenced();
+    EXPECT_TRUE(target.referenced);
+    EXPECT_TRUE(delegate.isMarked());
+    delegate.setStrongReference();
+    EXPECT_TRUE(target.strong);
+    EXPECT_TRUE(delegate.hasStrongReference());
+}
+
+TEST_F(SymbolTest, CollectionCountVisitsEverySymbolOnce) {
+    class ThreeSymbols : public SymbolCollection {
+    public:
+        explicit ThreeSymbols(TestObjectFile &file) : file(file) {}
+        void each(SymbolVisitor visitor) override {
+            ++walks;
+            for (auto &symbol : file.symbols)
+                if (!visitor(*symbol)) return;
+        }
+        TestObjectFile &file;
+        int walks = 0;
+    };
+    file.addSymbol("a");
+    file.addSymbol("b");
+    file.addSymbol("c");
+    ThreeSymbols three(file);
+    EXPECT_EQ(three.count(), 3u);
+    EXPECT_EQ(three.walks, 1);
+
+    SymbolCollection empty;
+    EXPECT_EQ(empty.count(), 0u);
+}
+
+TEST_F(SymbolTest, ArrayVisitsInOrderAndStopsWhenAsked) {
+    TestSymbol &a = file.addSymbol("a");
+    TestSymbol &b = file.addSymbol("b");
+    TestSymbol &c = file.addSymbol("c");
+    SymbolArray array;
+    EXPECT_EQ(array.count(), 0u);
+    for (int i = 0; i < 20; ++i) // beyond the first capacity
+        array.append(i % 2 ? &a : &b);
+    array.append(&c);
+    EXPECT_EQ(array.count(), 21u);
+    EXPECT_EQ(array.at(20), &c);
+
+    std::string seen;
+    array.each([&](Symbol &symbol) {
+        seen += symbol.name();
+        return seen.size() < 3;
+    });
+    EXPECT_EQ(seen, "bab");
+    array.clear();
+    EXPECT_EQ(array.count(), 0u);
+    EXPECT_STREQ(c.name(), "c"); // the array never owned it
+}
+
+} // namespace
