@@ -1,0 +1,78 @@
+// UnixArchive: the container that begins with "!<arch>\n".
+//
+// The file is the 8-byte magic, then member after member: a 60-byte text
+// header, the member's `size` data bytes, and one pad byte when `size` is odd,
+// so every header starts at an even offset.  The first header lies at 8.
+//
+//   offset width  field       conversion
+//        0    16  name        the subclass's business (memberFromHeader)
+//       16    12  date        decimal
+//       28     6  owner       decimal
+//       34     6  group       decimal
+//       40     8  mode        octal
+//       48    10  size        decimal
+//       58     2  terminator  "`\n"
+//
+// The numbers are read straight off the header text the way the classic
+// tools read them: white space skipped, an optional sign, then digits up to
+// the first character that is not one, whatever the field's width (so a
+// blank field reads on into the next).  Results wrap at 32 bits.
+//
+// This class owns the walk over the headers, the list of member records and
+// the lookup of a member by the header offset a symbol table gives.  Names
+// and symbol tables belong to the subclasses.
+#pragma once
+
+#include "archive/Archive.h"
+
+#include <vector>
+
+namespace archive_header {
+constexpr uint32_t magicSize = 8;
+constexpr uint32_t size = 60;
+constexpr uint32_t nameWidth = 16;
+constexpr uint32_t dateAt = 16;
+constexpr uint32_t uidAt = 28;
+constexpr uint32_t gidAt = 34;
+constexpr uint32_t modeAt = 40;
+constexpr uint32_t sizeAt = 48;
+constexpr uint32_t terminatorAt = 58;
+
+// A header as the walk hands it on: the 60 bytes with a NUL behind them, so
+// that the number conversions and name scans always end inside the buffer.
+using Text = char[size + 1];
+
+// The number that starts at `text[at]`, in `base` (8 or 10).  `sawDigit`, if
+// given, says whether any digit was there.
+int32_t number(const char *text, uint32_t at, uint32_t base, bool *sawDigit = nullptr);
+} // namespace archive_header
+
+class UnixArchive : public Archive {
+public:
+    using HeaderVisitor = FunctionRef<bool(const char *header, uint32_t dataPosition)>;
+
+    const ArchiveMember *memberAtOffset(uint32_t offset) override;
+    void eachMember(MemberVisitor visitor) override;
+
+    // A new member record from a header (60 bytes and a NUL) and the file
+    // position of the member's data.
+    virtual std::unique_ptr<ArchiveMember> memberFromHeader(const char *header,
+                                                            uint32_t dataPosition) = 0;
+    ~UnixArchive() override;
+
+    // Walks the headers of the container in `file`, from offset 8, handing
+    // each header and the position of its data to the visitor.  A damaged
+    // header is fatal when `errors` is given; with no context the walk uses
+    // what it read, and ends where it cannot go on.
+    static void eachMemberHeader(HeaderVisitor visitor, InputFile &file, ErrorContext *errors);
+
+protected:
+    UnixArchive(InputFile &libraryFile, ErrorContext *errors)
+        : Archive(libraryFile), errors(errors) {}
+
+    // Where later operations report; it outlives the archive.  May be absent.
+    ErrorContext *errors;
+    // The ordinary members in file order, built by the first eachMember that
+    // finds any.
+    std::vector<std::unique_ptr<ArchiveMember>> members;
+};
