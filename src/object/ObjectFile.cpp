@@ -269,10 +269,12 @@ Section *ObjectFile::sectionContaining(uint32_t address, uint32_t &offset) {
     Section *found = nullptr;
     eachSection([&](Section &section) {
         uint32_t start = section.inputAddress();
-        // The end is worked out in 64 bits, so that a section reaching the
-        // top of the address space does not wrap around to hold nothing.
-        uint64_t end = static_cast<uint64_t>(start) + section.size();
-        if (static_cast<int32_t>(start) > static_cast<int32_t>(address) || address >= end)
+        // The start is compared signed.  The end test is "the distance from
+        // the start is below the size", which is the unsigned compare with
+        // start + size but stays right for a section that reaches the top of
+        // the address space, where start + size would wrap to a small number.
+        if (static_cast<int32_t>(start) > static_cast<int32_t>(address) ||
+            address - start >= section.size())
             return true;
         offset = address - start;
         found = &section;
