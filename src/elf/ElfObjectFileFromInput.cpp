@@ -167,7 +167,7 @@ void ElfObjectFileFromInput::mainPass(Pass &pass) {
             if (shared) break;
             pass.errorContext.warning(
                 "In file %O:%Csection \"%s\"(#%d) has an unrecognized type: 0x%lx", fileName, name,
-                i, static_cast<unsigned long>(h.sh_type));
+                i, h.sh_type);
             program = (h.sh_flags & SHF_ALLOC) != 0;
             break;
         }

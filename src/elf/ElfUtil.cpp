@@ -103,9 +103,8 @@ bool readSectionContents(void *buffer, InputFile &file, const Elf32_Shdr &sectio
     if (endedEarly(file)) {
         errorContext.error("Premature EOF encountered reading contents of%Csection %s in file %O "
                            "(offset=0x%lx, size=0x%lx)",
-                           sectionName, nameOf(file),
-                           static_cast<unsigned long>(sectionHeader.sh_offset),
-                           static_cast<unsigned long>(sectionHeader.sh_size));
+                           sectionName, nameOf(file), sectionHeader.sh_offset,
+                           sectionHeader.sh_size);
         return false;
     }
     return true;
