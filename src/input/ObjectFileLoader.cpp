@@ -1,5 +1,6 @@
 #include "input/ObjectFileLoader.h"
 
+#include "elf/ElfObjectFileFromInput.h"
 #include "object/ObjectFile.h"
 #include "support/error.h"
 
@@ -13,7 +14,12 @@ std::unique_ptr<ObjectFile> loadObjectFile(InputFile &file, ErrorContext &errors
     if (id.isArchive) return nullptr;
     kind = id.kind;
     switch (id.kind) {
-    case elfFormat:  // ELF-READER: ElfObjectFileFromInput(file, errors, none, none)
+    case elfFormat: {
+        auto elf = std::make_unique<ElfObjectFileFromInput>(file, errors);
+        // A reader that gave the file up has said why.
+        if (!elf->isUsable()) return nullptr;
+        return elf;
+    }
     case coffFormat: // COFF-READER: readCoffFile(file, errors, false)
     case ntFormat:   // COFF-READER: readCoffFile(file, errors, true)
     case bsdFormat:  // AOUT-READER: readBsdFile(file, errors)

@@ -2,6 +2,7 @@
 // context whose messages can be read back as text.
 #pragma once
 
+#include "support/ErrFormat.h"
 #include "support/errors.h"
 #include "support/sprintf.h"
 
@@ -41,8 +42,28 @@ public:
 // Messages as the tool would print them, collected in memory.
 struct CapturedErrors {
     char buffer[8192] = {};
-    StringFormatOut out{buffer, sizeof buffer};
+    ErrFormat engine;
+    StringFormatOut out{buffer, sizeof buffer, false, engine};
     ErrorCounter errors{out, "tnm"};
 
     std::string text() const { return std::string(out.text(), out.length()); }
+    // The errors alone: warnings come from the readers and libraries of the
+    // formats, and are theirs to test.
+    std::string errorText() const {
+        std::string all = text(), kept;
+        bool inWarning = false;
+        for (size_t at = 0, end; at < all.size(); at = end + 1) {
+            end = all.find('\n', at);
+            if (end == std::string::npos)
+                end = all.size();
+            std::string line = all.substr(at, end - at + 1);
+            // A line that begins with the continuation string goes on the
+            // message before it.
+            if (line.compare(0, 2, "|\t") != 0)
+                inWarning = line.find("] (Warning) ") != std::string::npos;
+            if (!inWarning)
+                kept += line;
+        }
+        return kept;
+    }
 };
