@@ -1,0 +1,442 @@
+// tnm on real objects made by cross toolchains (tests/corpus), with the whole
+// output kept here.  Every row was checked against the records of
+// `readelf -s -W` beside each file: value, size, binding, type, section
+// index and name, in table order.  Both byte orders, relocatable files, an
+// executable, a library and a shared object (whose rows have no sections,
+// since a shared object is read for its dynamic symbols only).
+#include "kit/RunTool.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace {
+
+const std::string corpus = TNM_SOURCE_DIR "/tests/corpus";
+
+struct GoldenCase {
+    const char *label;
+    std::vector<std::string> args;
+    const char *out;
+    const char *err;
+};
+
+const GoldenCase goldenCases[] = {
+    {"default layout, little-endian i386",
+     {"-q", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+Value        Size Binding  Type  Sect     Name
+00000000        0 LOCAL    FILE  ABS      shapes.c
+00000000        0 LOCAL    SECT  .data    .data
+00000000        0 LOCAL    SECT  .bss     .bss
+000000b0       28 LOCAL    FUNC  .text    scale
+00000004       64 LOCAL    DATA  .bss     scratch
+00000008       16 LOCAL    DATA  .data    table
+00000000       10 WEAK     FUNC  .text    hook_default
+00000004        4 WEAK     DATA  .data    tunable
+00000010      156 GLOBAL   FUNC  .text    compute_total
+00000004       64 GLOBAL   DATA  COMM     shared_buffer
+00000000        0 WEAK     NOTY  UNDEF    optional_hook
+00000000       13 GLOBAL   DATA  .rodata  greeting
+00000000        0 GLOBAL   NOTY  UNDEF    external_log
+00000000        0 GLOBAL   NOTY  UNDEF    external_value
+00000000        4 GLOBAL   DATA  .data    counter
+00000000        4 GLOBAL   DATA  .bss     zeroed_total
+00000001        1 GLOBAL   DATA  COMM     shared_flag
+)",
+     R"()"},
+    {"parsable",
+     {"-q", "-p", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+Value     Type  Name
+00000000    F   shapes.c
+00000000    S   .data
+00000000    S   .bss
+000000b0    t   scale
+00000004    b   scratch
+00000008    d   table
+00000000    t   hook_default
+00000004    d   tunable
+00000010    T   compute_total
+00000004    C   shared_buffer
+00000000    U   optional_hook
+00000000    D   greeting
+00000000    U   external_log
+00000000    U   external_value
+00000000    D   counter
+00000000    B   zeroed_total
+00000001    C   shared_flag
+)",
+     R"()"},
+    {"undefined only",
+     {"-q", "-u", "i386-shapes.o"},
+     R"(
+Undefined symbols from i386-shapes.o:
+    optional_hook
+    external_log
+    external_value
+)",
+     R"()"},
+    {"globals only",
+     {"-q", "-g", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+Value        Size Binding  Type  Sect     Name
+00000000       10 WEAK     FUNC  .text    hook_default
+00000004        4 WEAK     DATA  .data    tunable
+00000010      156 GLOBAL   FUNC  .text    compute_total
+00000004       64 GLOBAL   DATA  COMM     shared_buffer
+00000000        0 WEAK     NOTY  UNDEF    optional_hook
+00000000       13 GLOBAL   DATA  .rodata  greeting
+00000000        0 GLOBAL   NOTY  UNDEF    external_log
+00000000        0 GLOBAL   NOTY  UNDEF    external_value
+00000000        4 GLOBAL   DATA  .data    counter
+00000000        4 GLOBAL   DATA  .bss     zeroed_total
+00000001        1 GLOBAL   DATA  COMM     shared_flag
+)",
+     R"()"},
+    {"file name appended, no heading",
+     {"-q", "-A", "i386-shapes.o"},
+     R"(Value        Size Binding  Type  Sect     Name
+00000000        0 LOCAL    FILE  ABS      shapes.c                 i386-shapes.o
+00000000        0 LOCAL    SECT  .data    .data                    i386-shapes.o
+00000000        0 LOCAL    SECT  .bss     .bss                     i386-shapes.o
+000000b0       28 LOCAL    FUNC  .text    scale                    i386-shapes.o
+00000004       64 LOCAL    DATA  .bss     scratch                  i386-shapes.o
+00000008       16 LOCAL    DATA  .data    table                    i386-shapes.o
+00000000       10 WEAK     FUNC  .text    hook_default             i386-shapes.o
+00000004        4 WEAK     DATA  .data    tunable                  i386-shapes.o
+00000010      156 GLOBAL   FUNC  .text    compute_total            i386-shapes.o
+00000004       64 GLOBAL   DATA  COMM     shared_buffer            i386-shapes.o
+00000000        0 WEAK     NOTY  UNDEF    optional_hook            i386-shapes.o
+00000000       13 GLOBAL   DATA  .rodata  greeting                 i386-shapes.o
+00000000        0 GLOBAL   NOTY  UNDEF    external_log             i386-shapes.o
+00000000        0 GLOBAL   NOTY  UNDEF    external_value           i386-shapes.o
+00000000        4 GLOBAL   DATA  .data    counter                  i386-shapes.o
+00000000        4 GLOBAL   DATA  .bss     zeroed_total             i386-shapes.o
+00000001        1 GLOBAL   DATA  COMM     shared_flag              i386-shapes.o
+)",
+     R"()"},
+    {"sorted by name",
+     {"-q", "-n", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+Value        Size Binding  Type  Sect     Name
+00000000        0 LOCAL    SECT  .bss     .bss
+00000010      156 GLOBAL   FUNC  .text    compute_total
+00000000        4 GLOBAL   DATA  .data    counter
+00000000        0 LOCAL    SECT  .data    .data
+00000000        0 GLOBAL   NOTY  UNDEF    external_log
+00000000        0 GLOBAL   NOTY  UNDEF    external_value
+00000000       13 GLOBAL   DATA  .rodata  greeting
+00000000       10 WEAK     FUNC  .text    hook_default
+00000000        0 WEAK     NOTY  UNDEF    optional_hook
+000000b0       28 LOCAL    FUNC  .text    scale
+00000004       64 LOCAL    DATA  .bss     scratch
+00000000        0 LOCAL    FILE  ABS      shapes.c
+00000004       64 GLOBAL   DATA  COMM     shared_buffer
+00000001        1 GLOBAL   DATA  COMM     shared_flag
+00000008       16 LOCAL    DATA  .data    table
+00000004        4 WEAK     DATA  .data    tunable
+00000000        4 GLOBAL   DATA  .bss     zeroed_total
+)",
+     R"()"},
+    {"decimal values",
+     {"-q", "-d", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+Value        Size Binding  Type  Sect     Name
+          0     0 LOCAL    FILE  ABS      shapes.c
+          0     0 LOCAL    SECT  .data    .data
+          0     0 LOCAL    SECT  .bss     .bss
+        176    28 LOCAL    FUNC  .text    scale
+          4    64 LOCAL    DATA  .bss     scratch
+          8    16 LOCAL    DATA  .data    table
+          0    10 WEAK     FUNC  .text    hook_default
+          4     4 WEAK     DATA  .data    tunable
+         16   156 GLOBAL   FUNC  .text    compute_total
+          4    64 GLOBAL   DATA  COMM     shared_buffer
+          0     0 WEAK     NOTY  UNDEF    optional_hook
+          0    13 GLOBAL   DATA  .rodata  greeting
+          0     0 GLOBAL   NOTY  UNDEF    external_log
+          0     0 GLOBAL   NOTY  UNDEF    external_value
+          0     4 GLOBAL   DATA  .data    counter
+          0     4 GLOBAL   DATA  .bss     zeroed_total
+          1     1 GLOBAL   DATA  COMM     shared_flag
+)",
+     R"()"},
+    {"octal values",
+     {"-q", "-o", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+Value        Size Binding  Type  Sect     Name
+          0     0 LOCAL    FILE  ABS      shapes.c
+          0     0 LOCAL    SECT  .data    .data
+          0     0 LOCAL    SECT  .bss     .bss
+        260    28 LOCAL    FUNC  .text    scale
+          4    64 LOCAL    DATA  .bss     scratch
+         10    16 LOCAL    DATA  .data    table
+          0    10 WEAK     FUNC  .text    hook_default
+          4     4 WEAK     DATA  .data    tunable
+         20   156 GLOBAL   FUNC  .text    compute_total
+          4    64 GLOBAL   DATA  COMM     shared_buffer
+          0     0 WEAK     NOTY  UNDEF    optional_hook
+          0    13 GLOBAL   DATA  .rodata  greeting
+          0     0 GLOBAL   NOTY  UNDEF    external_log
+          0     0 GLOBAL   NOTY  UNDEF    external_value
+          0     4 GLOBAL   DATA  .data    counter
+          0     4 GLOBAL   DATA  .bss     zeroed_total
+          1     1 GLOBAL   DATA  COMM     shared_flag
+)",
+     R"()"},
+    {"parsable globals, no column header",
+     {"-q", "-pgh", "i386-shapes.o"},
+     R"(
+i386-shapes.o:
+00000000    t   hook_default
+00000004    d   tunable
+00000010    T   compute_total
+00000004    C   shared_buffer
+00000000    U   optional_hook
+00000000    D   greeting
+00000000    U   external_log
+00000000    U   external_value
+00000000    D   counter
+00000000    B   zeroed_total
+00000001    C   shared_flag
+)",
+     R"()"},
+    {"big-endian PowerPC",
+     {"-q", "ppc-shapes.o"},
+     R"(
+ppc-shapes.o:
+Value        Size Binding  Type  Sect     Name
+00000000        0 LOCAL    FILE  ABS      shapes.c
+00000000        0 LOCAL    SECT  .text    .text
+00000000        0 LOCAL    SECT  .data    .data
+00000000        0 LOCAL    SECT  .bss     .bss
+00000008       64 LOCAL    DATA  .bss     scratch
+0000010c       44 LOCAL    FUNC  .text    scale
+00000008       16 LOCAL    DATA  .data    table
+00000000        0 LOCAL    SECT  .rodata  .rodata
+00000000        0 LOCAL    SECT  .note.GNU-stack .note.GNU-stack
+00000000       16 WEAK     FUNC  .text    hook_default
+00000004        4 WEAK     DATA  .data    tunable
+00000010      252 GLOBAL   FUNC  .text    compute_total
+00000004       64 GLOBAL   DATA  COMM     shared_buffer
+00000000        0 WEAK     NOTY  UNDEF    optional_hook
+00000000       13 GLOBAL   DATA  .rodata  greeting
+00000000        0 GLOBAL   NOTY  UNDEF    external_log
+00000000        0 GLOBAL   NOTY  UNDEF    external_value
+00000000        4 GLOBAL   DATA  .data    counter
+00000000        4 GLOBAL   DATA  .bss     zeroed_total
+00000001        1 GLOBAL   DATA  COMM     shared_flag
+)",
+     R"()"},
+    {"big-endian MIPS, undefined with file names; warnings for unknown section types",
+     {"-q", "-uA", "mips-shapes.o"},
+     R"(    optional_hook            mips-shapes.o
+    external_log             mips-shapes.o
+    external_value           mips-shapes.o
+)",
+     R"([tnm] (Warning) In file mips-shapes.o:
+|	section ".MIPS.abiflags"(#6) has an unrecognized type: 0x7000002a
+[tnm] (Warning) In file mips-shapes.o:
+|	section ".gnu.attributes"(#14) has an unrecognized type: 0x6ffffff5
+)"},
+    {"executable, globals sorted by name",
+     {"-q", "-gn", "i386-prog"},
+     R"(
+i386-prog:
+Value        Size Binding  Type  Sect     Name
+08049230        0 GLOBAL   NOTY  .bss     __bss_start
+080480b0      156 GLOBAL   FUNC  .text    compute_total
+08049214        4 GLOBAL   DATA  .data    counter
+08049230        0 GLOBAL   NOTY  .data    _edata
+080492c0        0 GLOBAL   NOTY  .bss     _end
+080492bc        4 GLOBAL   DATA  .bss     exit_code
+08048170      111 GLOBAL   FUNC  .text    external_log
+0804922c        4 GLOBAL   DATA  .data    external_value
+08048202       13 GLOBAL   DATA  .rodata  greeting
+080480a0       10 WEAK     FUNC  .text    hook_default
+08049278       64 GLOBAL   DATA  .bss     shared_buffer
+080492b8        1 GLOBAL   DATA  .bss     shared_flag
+080481e0       34 GLOBAL   FUNC  .text    _start
+08049218        4 WEAK     DATA  .data    tunable
+08049230        4 GLOBAL   DATA  .bss     zeroed_total
+)",
+     R"()"},
+    {"library members, parsable",
+     {"-q", "-p", "libppc.a"},
+     R"(
+libppc.a(ppc-shapes.o):
+Value     Type  Name
+00000000    F   shapes.c
+00000000    S   .text
+00000000    S   .data
+00000000    S   .bss
+00000008    b   scratch
+0000010c    t   scale
+00000008    d   table
+00000000    S   .rodata
+00000000    S   .note.GNU-stack
+00000000    t   hook_default
+00000004    d   tunable
+00000010    T   compute_total
+00000004    C   shared_buffer
+00000000    U   optional_hook
+00000000    D   greeting
+00000000    U   external_log
+00000000    U   external_value
+00000000    D   counter
+00000000    B   zeroed_total
+00000001    C   shared_flag
+
+libppc.a(ppc-geometry-helpers.o):
+Value     Type  Name
+00000000    F   geometry_helpers.c
+00000000    S   .text
+00000000    S   .data
+00000000    S   .bss
+00000000    S   .rodata
+00000000    S   .geometry
+00000000    S   .note.GNU-stack
+00000000    T   polygon_area2
+00000004    C   last_area
+00000074    T   distance_from_origin
+00000000    D   unit_corners
+00000000    D   geometry_tag
+
+libppc.a(ppc-mangled.o):
+Value     Type  Name
+00000000    F   mangled.s
+00000000    S   .text
+00000000    S   .data
+00000000    S   .bss
+000000d8    t   cache__Fv
+000000e0    t   __sti__mangled_s_
+00000030    d   call_table
+00000000    T   __ct__3FooFv
+00000008    T   __dt__3FooFv
+00000010    T   area__3FooCFv
+00000018    T   draw__3FooFi
+00000020    T   __pl__3FooFRC3Foo
+00000028    T   __as__3FooFRC3Foo
+00000030    T   m__3FooVCFi
+00000038    T   foo__Fv
+00000040    T   foo___Fv
+00000048    T   foo__y7bar__FvFi
+00000050    T   foo__Fi.x__Fc.y__Fl
+00000058    T   Yield_12__Fv
+00000060    T   print__3BarFPCce
+00000068    T   __mod_I__abc
+00000070    T   __alloc__Fv
+00000078    T   __am__Fv
+00000080    T   name@qi$v@3Foo
+00000088    T   name@qi$0@3Foo
+00000090    T   __opstar@qi$i@3Foo
+00000098    T   __opconv@i@@3Foo
+000000a0    T   __opnew@qUi$Pv
+000000a8    T   __opdelete@qPv$0
+000000b0    T   f@qiRc$v
+000000b8    T   f@qib1b_21$v
+000000c0    T   bar@qPc$0@Q28typeinfo9Type_info
+000000c8    T   f__ofqiofv__in3Foo
+000000d0    T   f__ofqrcofv
+000000e8    T   main
+00000000    D   __vt__3Foo
+00000010    D   __vt__3Foo__3Bar
+00000018    D   x__3FooS
+0000001c    D   count__3Bar
+00000020    D   name@@3Foo
+00000024    D   __vt__Foo@@3Bar
+0000002c    D   x__in3Foo
+00000000    U   printf@@VERS_2.0
+00000000    U   __nw__FUi
+00000000    U   __dl__FPv
+00000000    U   helper@qi$v
+00000000    U   g__ofqiofv
+00000000    B   instances__3Foo
+00000004    C   pool__3Bar
+)",
+     R"()"},
+    {"shared object: its dynamic symbols, no sections",
+     {"-q", "ppc-plugin.so"},
+     R"(
+ppc-plugin.so:
+Value        Size Binding  Type  Sect     Name
+000003c0        0 LOCAL    SECT           
+00000000        0 GLOBAL   FUNC  UNDEF    base_version
+00000000        0 GLOBAL   FUNC  UNDEF    base_free
+00000000        0 GLOBAL   FUNC  UNDEF    base_alloc
+00000424       80 GLOBAL   FUNC           plugin_shutdown
+000003c0      100 GLOBAL   FUNC           plugin_init
+00000590       13 GLOBAL   DATA           plugin_name
+00000000        0 GLOBAL   DATA  ABS      PLUGIN_1.0
+0000200c        4 GLOBAL   DATA           plugin_generation
+00000474       84 GLOBAL   FUNC           plugin_call
+00000000        0 GLOBAL   DATA  ABS      PLUGIN_1.1
+)",
+     R"()"},
+    {"shared object, parsable",
+     {"-q", "-p", "ppc-plugin.so"},
+     R"(
+ppc-plugin.so:
+Value     Type  Name
+000003c0    S   
+00000000    U   base_version
+00000000    U   base_free
+00000000    U   base_alloc
+00000424    ?   plugin_shutdown
+000003c0    ?   plugin_init
+00000590    ?   plugin_name
+00000000    A   PLUGIN_1.0
+0000200c    ?   plugin_generation
+00000474    ?   plugin_call
+00000000    A   PLUGIN_1.1
+)",
+     R"()"},
+};
+
+TEST(CorpusListing, WholeOutputs) {
+    for (const GoldenCase &c : goldenCases) {
+        ToolResult r = runTool(c.args, corpus);
+        EXPECT_EQ(r.out, c.out) << c.label;
+        EXPECT_EQ(r.err, c.err) << c.label;
+        EXPECT_EQ(r.status, 0) << c.label;
+    }
+}
+
+std::vector<std::string> lines(const std::string &text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        result.push_back(line);
+    return result;
+}
+
+TEST(CorpusListing, SortedByValue) {
+    // Symbols of equal value may come in any order (the sort is not
+    // stable), so the check is on the order of the values and on the rows
+    // being those of the unsorted listing.
+    for (const char *file : {"i386-shapes.o", "ppc-shapes.o", "i386-prog"}) {
+        ToolResult plain = runTool({"-q", file}, corpus);
+        ToolResult sorted = runTool({"-qv", file}, corpus);
+        ASSERT_EQ(sorted.status, 0) << file;
+        std::vector<std::string> want = lines(plain.out), got = lines(sorted.out);
+        ASSERT_GT(got.size(), 3u) << file;
+        // Empty line, heading and column header stay in front.
+        EXPECT_TRUE(std::equal(got.begin(), got.begin() + 3, want.begin())) << file;
+        for (size_t i = 4; i < got.size(); ++i)
+            EXPECT_LE(std::stoul(got[i - 1].substr(0, 8), nullptr, 16),
+                      std::stoul(got[i].substr(0, 8), nullptr, 16))
+                << file << ": " << got[i - 1] << " / " << got[i];
+        std::sort(want.begin(), want.end());
+        std::sort(got.begin(), got.end());
+        EXPECT_EQ(got, want) << file;
+    }
+}
+
+} // namespace
