@@ -191,23 +191,6 @@ Value        Size Binding  Type  Sect     Name
           1     1 GLOBAL   DATA  COMM     shared_flag
 )",
      R"()"},
-    {"parsable globals, no column header",
-     {"-q", "-pgh", "i386-shapes.o"},
-     R"(
-i386-shapes.o:
-00000000    t   hook_default
-00000004    d   tunable
-00000010    T   compute_total
-00000004    C   shared_buffer
-00000000    U   optional_hook
-00000000    D   greeting
-00000000    U   external_log
-00000000    U   external_value
-00000000    D   counter
-00000000    B   zeroed_total
-00000001    C   shared_flag
-)",
-     R"()"},
     {"big-endian PowerPC",
      {"-q", "ppc-shapes.o"},
      R"(
@@ -268,98 +251,22 @@ Value        Size Binding  Type  Sect     Name
 08049230        4 GLOBAL   DATA  .bss     zeroed_total
 )",
      R"()"},
-    {"library members, parsable",
-     {"-q", "-p", "libppc.a"},
+    {"library members, undefined only",
+     {"-q", "-u", "libppc.a"},
      R"(
-libppc.a(ppc-shapes.o):
-Value     Type  Name
-00000000    F   shapes.c
-00000000    S   .text
-00000000    S   .data
-00000000    S   .bss
-00000008    b   scratch
-0000010c    t   scale
-00000008    d   table
-00000000    S   .rodata
-00000000    S   .note.GNU-stack
-00000000    t   hook_default
-00000004    d   tunable
-00000010    T   compute_total
-00000004    C   shared_buffer
-00000000    U   optional_hook
-00000000    D   greeting
-00000000    U   external_log
-00000000    U   external_value
-00000000    D   counter
-00000000    B   zeroed_total
-00000001    C   shared_flag
+Undefined symbols from libppc.a(ppc-shapes.o):
+    optional_hook
+    external_log
+    external_value
 
-libppc.a(ppc-geometry-helpers.o):
-Value     Type  Name
-00000000    F   geometry_helpers.c
-00000000    S   .text
-00000000    S   .data
-00000000    S   .bss
-00000000    S   .rodata
-00000000    S   .geometry
-00000000    S   .note.GNU-stack
-00000000    T   polygon_area2
-00000004    C   last_area
-00000074    T   distance_from_origin
-00000000    D   unit_corners
-00000000    D   geometry_tag
+Undefined symbols from libppc.a(ppc-geometry-helpers.o):
 
-libppc.a(ppc-mangled.o):
-Value     Type  Name
-00000000    F   mangled.s
-00000000    S   .text
-00000000    S   .data
-00000000    S   .bss
-000000d8    t   cache__Fv
-000000e0    t   __sti__mangled_s_
-00000030    d   call_table
-00000000    T   __ct__3FooFv
-00000008    T   __dt__3FooFv
-00000010    T   area__3FooCFv
-00000018    T   draw__3FooFi
-00000020    T   __pl__3FooFRC3Foo
-00000028    T   __as__3FooFRC3Foo
-00000030    T   m__3FooVCFi
-00000038    T   foo__Fv
-00000040    T   foo___Fv
-00000048    T   foo__y7bar__FvFi
-00000050    T   foo__Fi.x__Fc.y__Fl
-00000058    T   Yield_12__Fv
-00000060    T   print__3BarFPCce
-00000068    T   __mod_I__abc
-00000070    T   __alloc__Fv
-00000078    T   __am__Fv
-00000080    T   name@qi$v@3Foo
-00000088    T   name@qi$0@3Foo
-00000090    T   __opstar@qi$i@3Foo
-00000098    T   __opconv@i@@3Foo
-000000a0    T   __opnew@qUi$Pv
-000000a8    T   __opdelete@qPv$0
-000000b0    T   f@qiRc$v
-000000b8    T   f@qib1b_21$v
-000000c0    T   bar@qPc$0@Q28typeinfo9Type_info
-000000c8    T   f__ofqiofv__in3Foo
-000000d0    T   f__ofqrcofv
-000000e8    T   main
-00000000    D   __vt__3Foo
-00000010    D   __vt__3Foo__3Bar
-00000018    D   x__3FooS
-0000001c    D   count__3Bar
-00000020    D   name@@3Foo
-00000024    D   __vt__Foo@@3Bar
-0000002c    D   x__in3Foo
-00000000    U   printf@@VERS_2.0
-00000000    U   __nw__FUi
-00000000    U   __dl__FPv
-00000000    U   helper@qi$v
-00000000    U   g__ofqiofv
-00000000    B   instances__3Foo
-00000004    C   pool__3Bar
+Undefined symbols from libppc.a(ppc-mangled.o):
+    printf@@VERS_2.0
+    __nw__FUi
+    __dl__FPv
+    helper@qi$v
+    g__ofqiofv
 )",
      R"()"},
     {"shared object: its dynamic symbols, no sections",
