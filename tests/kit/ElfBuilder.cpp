@@ -264,6 +264,9 @@ std::vector<uint8_t> ElfBuilder::build() const {
 
     // The table stays where the layout put it, whatever a patch claims.
     const uint32_t tableAt = h.e_shoff;
+    std::vector<uint32_t> placedAt;
+    for (const SectionSpec &s : all)
+        placedAt.push_back(s.header.sh_offset);
     for (auto &[name, patch] : namedPatches)
         patch(all[indexOf(name)].header);
     for (auto &[index, patch] : indexPatches)
@@ -291,7 +294,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
     for (size_t i = 1; i < all.size(); ++i) {
         const SectionSpec &s = all[i];
         if (s.contents.empty() || s.header.sh_type == SHT_NOBITS) continue;
-        uint32_t at = s.header.sh_offset;
+        uint32_t at = placedAt[i];
         if (s.header.sh_type == SHT_SYMTAB || s.header.sh_type == SHT_DYNSYM) {
             // Symbol records go through the writer field by field.
             for (size_t e = 0; e + 16 <= s.contents.size(); e += 16) {
@@ -306,7 +309,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
                 w.put16(p + 14, raw.st_shndx);
             }
         } else if (i == dynamicIndex) {
-            uint32_t strtabOffset = all[indexOf(dynamic ? ".dynstr" : ".strtab")].header.sh_offset;
+            uint32_t strtabOffset = placedAt[indexOf(dynamic ? ".dynstr" : ".strtab")];
             w.put32(at, DT_SONAME);
             w.put32(at + 4, sonameOffset);
             w.put32(at + 8, DT_STRTAB);
@@ -324,7 +327,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
         w.put32(p + 16, total);
         w.put32(p + 20, total);
         w.put32(p + 32, PT_DYNAMIC);
-        w.put32(p + 36, all[dynamicIndex].header.sh_offset);
+        w.put32(p + 36, placedAt[dynamicIndex]);
         w.put32(p + 48, 32);
         w.put32(p + 52, 32);
     }

@@ -1,0 +1,227 @@
+// Damaged ELF files: each damage gives its message and severity, and the
+// reading stops, gives the file up, or goes on as it should.
+#include "ElfTestSupport.h"
+#include "elf/ElfSymtabSection.h"
+#include "kit/ElfBuilder.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+ElfBuilder plain(ByteOrder order = LittleEndian) {
+    ElfBuilder b(order);
+    b.section(".text", SHT_PROGBITS, SHF_ALLOC | SHF_EXECINSTR, bytes(16))
+        .section(".data", SHT_PROGBITS, SHF_ALLOC | SHF_WRITE, bytes(8))
+        .symbol("main", 0, 16, STB_GLOBAL, STT_FUNC, ".text");
+    return b;
+}
+
+struct FatalCase {
+    const char *what;
+    std::function<void(ElfBuilder &)> damage;
+    const char *message;
+};
+
+class FatalDamage : public ::testing::TestWithParam<std::tuple<FatalCase, ByteOrder>> {};
+
+TEST_P(FatalDamage, EndsTheRunWithItsMessage) {
+    const auto &[c, order] = GetParam();
+    ElfBuilder builder = plain(order);
+    c.damage(builder);
+    EXPECT_EQ(fatalOf(builder.build()), c.message) << c.what;
+}
+
+const FatalCase fatalCases[] = {
+    {"wrong magic",
+     [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_ident[0] = 0x7E; }); },
+     "File test.o does not appear to be a valid ELF file."},
+    {"file shorter than its header", [](ElfBuilder &b) { b.truncate(40); },
+     "File test.o does not appear to be a valid ELF file."},
+    {"program headers past the end",
+     [](ElfBuilder &b) {
+         b.patchHeader([](Elf32_Ehdr &h) { h.e_phnum = 2, h.e_phoff = 0x7FFFFFF0; });
+     },
+     "File test.o does not appear to be a valid ELF file."},
+    {"no section table", [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shnum = 0; }); },
+     "Could not read section table from file test.o."},
+    {"section table past the end",
+     [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shoff += 1; }); },
+     "Could not read section table from file test.o."},
+    {"section table offset overflowing",
+     [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shoff = 0xFFFFFFF0; }); },
+     "Could not read section table from file test.o."},
+    {"truncated file", [](ElfBuilder &b) { b.truncate(200); },
+     "Could not read section table from file test.o."},
+    {"e_shstrndx 0", [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shstrndx = 0; }); },
+     "Could not read section string table from file test.o."},
+    {"e_shstrndx beyond the table",
+     [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shstrndx = 200; }); },
+     "Could not read section string table from file test.o."},
+    {"e_shstrndx naming a program section",
+     [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shstrndx = 1; }); },
+     "Could not read section string table from file test.o."},
+    {"section names past the end",
+     [](ElfBuilder &b) {
+         b.patchSection(".shstrtab", [](Elf32_Shdr &h) { h.sh_size = 0xFFFFFFFF; });
+     },
+     "Could not read section string table from file test.o."},
+    {"e_shnum 1", [](ElfBuilder &b) { b.patchHeader([](Elf32_Ehdr &h) { h.e_shnum = 1; }); },
+     "Could not read section string table from file test.o."},
+    {"sh_name past the names",
+     [](ElfBuilder &b) { b.patchSection(".data", [](Elf32_Shdr &h) { h.sh_name = 0xFFFF; }); },
+     "In file test.o: section #2 has a garbage name"},
+    {"no symbol table", [](ElfBuilder &b) { b.noSymbolTable(); },
+     "Could not find symbol table from file test.o."},
+    {"symbol table linking beyond the table",
+     [](ElfBuilder &b) { b.patchSection(".symtab", [](Elf32_Shdr &h) { h.sh_link = 99; }); },
+     "Bad sh_link (=99) in section .symtab of file test.o"},
+    {"symbol table linking a program section",
+     [](ElfBuilder &b) { b.patchSection(".symtab", [](Elf32_Shdr &h) { h.sh_link = 1; }); },
+     "In file test.o: sh_link (=1) of section .symtab\n|\tcorresponds to section .text;\n|\tthis "
+     "is not a valid string table section."},
+    {"symbol table linking itself",
+     [](ElfBuilder &b) { b.patchSection(".symtab", [](Elf32_Shdr &h) { h.sh_link = 3; }); },
+     "Can't read string table of file test.o"},
+    {"symbol names past the end",
+     [](ElfBuilder &b) {
+         b.patchSection(".strtab", [](Elf32_Shdr &h) { h.sh_offset = 0xFFFFFF00; });
+     },
+     "Can't read string table of file test.o"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, FatalDamage,
+                         ::testing::Combine(::testing::ValuesIn(fatalCases),
+                                            ::testing::Values(LittleEndian, BigEndian)));
+
+// Reports of a damaged file that is read all the same (or given up without
+// ending the run).
+struct GoingOnCase {
+    const char *what;
+    std::function<void(ElfBuilder &)> damage;
+    std::vector<std::string> reports;
+    bool objectMade;
+};
+
+class DamageThatGoesOn : public ::testing::TestWithParam<GoingOnCase> {};
+
+TEST_P(DamageThatGoesOn, ReportsAndGoesOn) {
+    const GoingOnCase &c = GetParam();
+    ElfBuilder builder = plain();
+    c.damage(builder);
+    CapturingErrors errors;
+    std::unique_ptr<ElfObjectFileFromInput> object;
+    ASSERT_NO_THROW(object = loadElf(builder.build(), errors)) << c.what;
+    EXPECT_EQ(errors.reports, c.reports) << c.what;
+    EXPECT_EQ(object != nullptr, c.objectMade) << c.what;
+}
+
+const GoingOnCase goingOnCases[] = {
+    {"contents past the end",
+     [](ElfBuilder &b) { b.patchSection(".data", [](Elf32_Shdr &h) { h.sh_size = 0x10000; }); },
+     {"E: Can't read data of section .data in test.o"},
+     false},
+    {"contents at an overflowing offset",
+     [](ElfBuilder &b) {
+         b.patchSection(".text", [](Elf32_Shdr &h) { h.sh_offset = 0xFFFFFFF8; });
+     },
+     {"E: Can't read data of section .text in test.o"},
+     false},
+    {"symbols unreadable",
+     [](ElfBuilder &b) {
+         b.patchSection(".symtab", [](Elf32_Shdr &h) { h.sh_offset = 0x7FFFFFF0; });
+     },
+     {"E: Couldn't read .symtab section of test.o."},
+     true},
+    {"link to no program section",
+     [](ElfBuilder &b) { b.patchSection(".text", [](Elf32_Shdr &h) { h.sh_link = 3; }); },
+     {"W: In file test.o: section \".text\" (#1)\n|\thas a non-zero \"link\" value (=3) that "
+      "doesn't reference a\n|\tvalid PROGBITS section. Value ignored."},
+     true},
+    {"link beyond the table",
+     [](ElfBuilder &b) { b.patchSection(".text", [](Elf32_Shdr &h) { h.sh_link = 50; }); },
+     {"W: In file test.o: section \".text\" (#1)\n|\thas a non-zero \"link\" value (=50) that "
+      "doesn't reference a\n|\tvalid PROGBITS section. Value ignored."},
+     true},
+    {"ordered section with a bad info",
+     [](ElfBuilder &b) {
+         b.patchSection(".text", [](Elf32_Shdr &h) { h.sh_flags |= SHF_ORDERED, h.sh_info = 3; });
+     },
+     {"W: In file test.o: `ordered' section \".text\" (#1)\n|\thas a non-zero \"info\" value "
+      "(=3) that doesn't reference a\n|\tvalid PROGBITS section. Value ignored."},
+     true},
+    {"section of type 0",
+     [](ElfBuilder &b) {
+         b.patchSection(".data", [](Elf32_Shdr &h) {
+             h.sh_type = 0;
+             h.sh_flags = 0;
+         });
+     },
+     {"W: In file test.o:\n|\tsection \".data\"(#2) has an unrecognized type: 0x0"},
+     true},
+    {"relocations with garbage info and link",
+     [](ElfBuilder &b) {
+         b.section(".rel.text", SHT_REL, 0, bytes(8)).info(uint32_t(0)).link(".strtab");
+     },
+     {"E: In test.o: \"info\" member of section .rel.text(=3) is garbage",
+      "E: In test.o: \"link\" member of\n|\tsection .rel.text(=3) is not referencing .symtab(=4)"},
+     true},
+    {"relocations of an executable",
+     [](ElfBuilder &b) {
+         b.type(ET_EXEC).section(".rel.text", SHT_REL, 0, bytes(8)).info(uint32_t(0));
+     },
+     {},
+     true},
+    {"comdat linking nothing useful",
+     [](ElfBuilder &b) { b.section(".comdat", SHT_COMDAT, SHF_ALLOC, bytes(4)).link(".strtab"); },
+     {"W: In file test.o: comdat section \".comdat\" (#3)\n|\thas a non-zero \"link\" value "
+      "(=5) that doesn't reference a\n|\tvalid PROGBITS section. Value ignored"},
+     true},
+    {"directive past the end",
+     [](ElfBuilder &b) {
+         b.section(".directive", SHT_DIRECTIVES, 0, bytes(4))
+             .patchSection(".directive", [](Elf32_Shdr &h) { h.sh_size = 0xFFFFFFFF; });
+     },
+     {"E: Can't read directive section .directive from test.o"},
+     true},
+    {"imports without a string table",
+     [](ElfBuilder &b) { b.section(".imports", SHT_IMPORTS, SHF_ALLOC, bytes(16)).link(1); },
+     {"E: In file test.o: section \".imports\" (#3)\n|\t`sh_link' field (=1) does not "
+      "reference a valid string table section."},
+     true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, DamageThatGoesOn, ::testing::ValuesIn(goingOnCases));
+
+TEST(ElfRepairs, RejectedValuesReadAsZeroAndUnknownAllocatedSectionsStay) {
+    CapturingErrors errors;
+    auto object = loadElf(plain()
+                              .section(".odd", 0x5000, SHF_ALLOC, bytes(4))
+                              .section(".note", 0x5001, 0, bytes(4))
+                              .patchSection(".text", [](Elf32_Shdr &h) { h.sh_link = 4; })
+                              .build(),
+                          errors);
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(errors.warningCount, 3);
+    EXPECT_EQ(errors.errorCount, 0);
+    EXPECT_EQ(object->sectionAt(1)->elfHeader()->sh_link, 0u);
+    ASSERT_NE(object->sectionAt(3), nullptr);
+    EXPECT_STREQ(object->sectionAt(3)->name(), ".odd");
+    EXPECT_EQ(object->sectionAt(4), nullptr);
+    // The symbols are still there.
+    EXPECT_EQ(object->symbolCount(), 2u);
+}
+
+TEST(ElfRepairs, EmptySymbolTableAfterAReadFailureListsNothing) {
+    CapturingErrors errors;
+    auto object = loadElf(
+        plain().patchSection(".symtab", [](Elf32_Shdr &h) { h.sh_offset = 0x7FFFFFF0; }).build(),
+        errors);
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(object->symbolCount(), 0u);
+    EXPECT_EQ(object->symbolTable()->entryCount(), 0u);
+    uint32_t visited = 0;
+    object->eachSymbol([&](Symbol &) { return ++visited, true; });
+    EXPECT_EQ(visited, 0u);
+}
+
+} // namespace
