@@ -81,13 +81,13 @@ std::unique_ptr<InputFile> Archive::openMember(const ArchiveMember &member, Erro
 void Archive::eachMemberChunk(ChunkVisitor visitor, const ArchiveMember &member) {
     std::unique_ptr<InputFile> memberFile = openMember(member, nullptr);
     if (!memberFile) return;
-    uint8_t chunk[0x1000];
+    // Zeroed once: a short read past the end of the file leaves stale bytes
+    // of the block, never unset ones.
+    uint8_t chunk[0x1000] = {};
     for (uint32_t position = 0; position < member.size;) {
         uint32_t count =
             member.size - position < sizeof chunk ? member.size - position : uint32_t(sizeof chunk);
-        // The visitor gets the count asked for; a short read past the end of
-        // the file leaves the rest of the block as it was, never unset bytes.
-        if (position == 0) memset(chunk, 0, sizeof chunk);
+        // The visitor gets the count asked for, whatever the read delivered.
         memberFile->read(chunk, count);
         if (!visitor(chunk, count)) return;
         position += count;

@@ -32,9 +32,6 @@ public:
                                                     uint32_t dataPosition) override;
     ~ElfArchive() override;
 
-    // The symbol table's entry count; 0 when the table is absent or rejected.
-    uint32_t symbolCount() const { return uint32_t(symbolOffsets.size()); }
-
 private:
     void readLongNames();
     void readSymbolTable();
