@@ -177,9 +177,9 @@ std::unique_ptr<ElfStringBlock> Elf32Extractor::linkedStrings(const Elf32_Shdr &
 
 std::unique_ptr<std::vector<VerDef>> Elf32Extractor::readVersionDefinitions(const Elf32_Shdr &h) {
     if (h.sh_link == 0) return nullptr;
-    // Every definition takes at least a record's bytes; a count that the
-    // section cannot hold is damage, and nothing is allocated for it.
-    if (h.sh_info > h.sh_size / sizeof(Elf32_Verdef)) return nullptr;
+    // Version indices are 16-bit, so no file defines more versions than
+    // that; a larger count is damage, and nothing is allocated for it.
+    if (h.sh_info > 0xFFFF) return nullptr;
     auto bytes = reader.readBlock(h.sh_offset, h.sh_size);
     if (!bytes) return nullptr;
     std::unique_ptr<ElfStringBlock> strings = linkedStrings(h);

@@ -6,6 +6,7 @@
 #include "input/InputFile.h"
 #include "support/botch.h"
 #include "support/error.h"
+#include "support/toggles.h"
 
 #include <cstring>
 
@@ -13,6 +14,18 @@ namespace {
 
 // The contents of every section of file size 0; never freed.
 uint8_t emptyContents[1];
+
+// "arch5" (also called "ver5"): ARM branch-with-link relocations are
+// rewritten for architecture 5 interworking.  Made at the first ARM section.
+Toggle *arch5Toggle = nullptr;
+
+Toggle &arch5() {
+    if (!arch5Toggle) {
+        arch5Toggle = &toggleTable().define("arch5", false);
+        toggleTable().alias(*arch5Toggle, "ver5");
+    }
+    return *arch5Toggle;
+}
 
 bool isProgramType(uint32_t type) {
     return type == SHT_PROGBITS || type == SHT_NOTE || type == SHT_NOBITS || type == SHT_COMDAT;
@@ -429,6 +442,7 @@ ElfSectionFromFile::ElfSectionFromFile(const char *name, const Elf32_Shdr &heade
                                        ElfObjectFile *objectFile, Elf32Reader &reader,
                                        ErrorContext &errorContext)
     : ElfSection(name, header, objectFile) {
+    if (objectFile && objectFile->header.e_machine == EM_ARM) arch5();
     uint32_t size = fileSize();
     if (size == 0) {
         bytes = emptyContents;
