@@ -161,7 +161,8 @@ int nmMain(int argc, char **argv) {
     if (!quiet) printBanner();
 
     // Every argument that does not begin with "-" names a file, the empty
-    // argument included.
+    // argument included.  Wildcards have been expanded by the shell on the
+    // platforms this builds for; "@name" is a file name like any other.
     for (int i = 1; i < argc; ++i)
         if (argv[i][0] != '-') displayFile(argv[i], errors);
 
