@@ -6,6 +6,18 @@
 #include "object/ObjectFile.h"
 #include "support/error.h"
 
+namespace {
+
+// How many libraries deep `name` lies: 0 for a file on disk.
+int nestingOf(const FileName &name) {
+    int depth = 0;
+    for (const FileName *n = name.parent(); n; n = n->parent())
+        ++depth;
+    return depth;
+}
+
+} // namespace
+
 void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, InputFile &archiveFile,
                      ErrorContext &errors, Archive &archive) {
     archive.eachMember([&](const ArchiveMember &member) {
@@ -23,6 +35,16 @@ void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, Inpu
         // A library inside the library: walked in place.  Its own file is
         // needed only while the nested archive reads; the member files it
         // hands out share the outermost descriptor and not this object.
+        //
+        // Real libraries nest a level or two.  Each level holds a buffer, an
+        // archive and a stack frame, and names grow with the depth, so a
+        // crafted file of nested headers could exhaust memory or the stack:
+        // levels beyond `maxLibraryNesting` are reported and skipped.
+        if (nestingOf(name) > maxLibraryNesting) {
+            errors.error("Library %O is nested more than %d deep; its members are not read",
+                         static_cast<const Printable *>(&name), maxLibraryNesting);
+            return true;
+        }
         if (std::unique_ptr<Archive> nested = Archive::open(*file, &errors))
             eachArchiveFile(visitor, *file, errors, *nested);
         return true;

@@ -14,6 +14,10 @@ class ErrorContext;
 class InputFile;
 class ObjectFile;
 
+// Libraries inside libraries are read to this depth; a deeper one is
+// reported and its members skipped.
+constexpr int maxLibraryNesting = 64;
+
 // The visitor gets each member file that is not itself a library.  The file
 // is the visitor's: it destroys it (or keeps it) as it sees fit.
 void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, InputFile &archiveFile,

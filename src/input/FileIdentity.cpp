@@ -3,6 +3,7 @@
 #include "archive/Archive.h"
 #include "elf/Elf32Reader.h"
 #include "elf/Elf32Util.h"
+#include "input/EachArchiveObject.h"
 #include "support/endian.h"
 #include "support/errors.h"
 
@@ -150,6 +151,11 @@ void identifyCoffTarget(FileIdentity &id, InputFile &file) {
 // A library says what it holds through its first members: the first of
 // the first six that has a known format gives the library's target.
 void identifyArchiveTarget(FileIdentity &id, InputFile &file) {
+    // Libraries nested beyond what the walk reads say nothing here either.
+    int depth = 0;
+    for (const FileName *n = file.fileName.parent(); n; n = n->parent())
+        ++depth;
+    if (depth > maxLibraryNesting) return;
     NullErrorContext silent;
     std::unique_ptr<Archive> archive = Archive::open(file, &silent);
     if (!archive) return;

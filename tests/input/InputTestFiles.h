@@ -41,9 +41,9 @@ public:
 
 // Messages as the tool would print them, collected in memory.
 struct CapturedErrors {
-    char buffer[8192] = {};
+    std::vector<char> buffer = std::vector<char>(1 << 20);
     ErrFormat engine;
-    StringFormatOut out{buffer, sizeof buffer, false, engine};
+    StringFormatOut out{buffer.data(), uint32_t(buffer.size()), false, engine};
     ErrorCounter errors{out, "tnm"};
 
     std::string text() const { return std::string(out.text(), out.length()); }

@@ -193,6 +193,41 @@ TEST(EachArchiveObject, EmptyLibraryAndCorpusLibrary) {
     EXPECT_EQ(nested.messages, "");
 }
 
+// An object inside `levels` libraries, each inside the next.
+Bytes nestedLibrary(int levels) {
+    Bytes bytes = corpus("i386-shapes.o");
+    for (int i = 0; i < levels; ++i)
+        bytes = ArchiveBuilder().member(i == 0 ? "x.o" : "in.a", bytes).build();
+    return bytes;
+}
+
+TEST(EachArchiveObject, NestingIsReadToItsLimit) {
+    Walk deepest = walkObjects(nestedLibrary(maxLibraryNesting + 1));
+    ASSERT_EQ(deepest.objects.size(), 1u);
+    EXPECT_EQ(deepest.messages, "");
+    std::string name = "lib.a";
+    for (int i = 0; i < maxLibraryNesting; ++i)
+        name += "(in.a)";
+    EXPECT_EQ(deepest.objects[0], name + "(x.o)");
+
+    Walk tooDeep = walkObjects(nestedLibrary(maxLibraryNesting + 2));
+    EXPECT_TRUE(tooDeep.objects.empty());
+    EXPECT_EQ(tooDeep.messages, "[tnm] Library " + name + "(in.a) is nested more than " +
+                                    std::to_string(maxLibraryNesting) +
+                                    " deep; its members are not read\n");
+}
+
+TEST(FileIdentity, DeepModeLooksAsDeepAsTheWalk) {
+    for (int extra : {1, 2}) {
+        TempFile f(nestedLibrary(maxLibraryNesting + extra), "lib.a");
+        InputFile in(f.path.c_str(), nullptr);
+        FileIdentity id;
+        FileIdentity::identify(id, in, true);
+        EXPECT_TRUE(id.isArchive);
+        EXPECT_EQ(id.kind, extra == 1 ? elfFormat : unknownFormat);
+    }
+}
+
 TEST(EachArchiveFile, GivesMemberFilesWithTheirWindows) {
     Bytes inner = ArchiveBuilder().member("b", "0123456789").build();
     Bytes library = ArchiveBuilder().member("a", "abc").member("in.a", inner).build();
