@@ -8,6 +8,7 @@
 #include "support/error.h"
 #include "tool/nm_main.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +22,9 @@ namespace {
 constexpr size_t demangleBufferSize = 512;
 char demangleBuffers[2][demangleBufferSize];
 int nextDemangleBuffer = 0;
+
+// The most symbol references allocated up front for one file (8 MB).
+constexpr size_t maxInitialSymbols = size_t(1) << 20;
 
 const char *const headingFormats[2] = {"\n%s:\n", "\nUndefined symbols from %s:\n"};
 
@@ -180,9 +184,11 @@ void displayObject(ObjectFile &object, ErrorContext &errors) {
     if (!nmOptions.suppressHeaders) puts(nmOptions.parsableOutput ? parsableColumns : fullColumns);
 
     // One array per file, sized by the reader's upper bound; the symbols are
-    // referred to, never copied.
+    // referred to, never copied.  A damaged file may claim far more symbols
+    // than it holds, so the first allocation is capped and the array grows
+    // beyond it only as symbols actually arrive.
     std::vector<Symbol *> selected;
-    selected.reserve(static_cast<size_t>(count) + 8);
+    selected.reserve(std::min<size_t>(static_cast<size_t>(count) + 8, maxInitialSymbols));
     if (nmOptions.undefinedOnly) {
         object.eachGlobalSymbol([&](Symbol &symbol) {
             if (symbol.isUndefined()) selected.push_back(&symbol);

@@ -210,6 +210,24 @@ TEST_F(ListingTest, FileWithoutSymbolsOnlyWarns) {
     EXPECT_EQ(object.symbolWalks + object.globalWalks, 0u);
 }
 
+TEST_F(ListingTest, ClaimedSymbolCountIsOnlyAHint) {
+    // A reader's count that is far too large must not drive a huge
+    // allocation, and one that is too small must not lose rows.
+    for (uint32_t claimed : {0xFFFFFFFFu, 0xFFFFFFF8u, 1u}) {
+        FakeObjectFile object("h.o");
+        object.symbol("one").global().undefined();
+        object.symbol("two").global().undefined();
+        object.symbol("three").global().undefined();
+        object.claimSymbolCount(claimed);
+        NmOptions options;
+        options.undefinedOnly = options.suppressHeaders = true;
+        RecordingErrors errors;
+        EXPECT_EQ(listWith(options, object, errors),
+                  "\nUndefined symbols from h.o:\n    one\n    two\n    three\n")
+            << claimed;
+    }
+}
+
 TEST_F(ListingTest, SelectionOfRows) {
     // -u visits globals only, so an undefined local is not shown; with
     // nothing selected the heading stands alone, and a full listing keeps
