@@ -305,6 +305,17 @@ Value     Type  Name
 00000000    A   PLUGIN_1.1
 )",
      R"()"},
+    {"demangled undefined names, three manglings",
+     {"-q", "-Cu", "i386-mangled.o"},
+     R"(
+Undefined symbols from i386-mangled.o:
+    printf@@VERS_2.0
+    operator new(unsigned int)
+    operator delete(void*)
+    void helper(int)
+    void g(int)
+)",
+     ""},
 };
 
 TEST(CorpusListing, WholeOutputs) {
