@@ -73,11 +73,12 @@ TEST_P(Corpus, EverySymbolAgreesWithTheRecordedTable) {
         // Rewrites of the type stay within the listing's word.
         EXPECT_EQ(listedType(elfSymbolType(s.elfSymbol()->st_info), row, false),
                   listedType(row.type, row, false));
-        if (shared)
+        if (shared) {
             EXPECT_EQ(s.section(), nullptr);
-        else if (relocatable && row.shndx != 0 && row.shndx < SHN_LORESERVE &&
-                 s.section() != nullptr)
+        } else if (relocatable && row.shndx != 0 && row.shndx < SHN_LORESERVE &&
+                   s.section() != nullptr) {
             EXPECT_EQ(s.section(), object->sectionAt(row.shndx));
+        }
     }
 }
 
