@@ -69,3 +69,38 @@ TEST(CommandLine, ToolNameIsLastPathComponentOfArgvZero) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(CommandLine, AllocatorEnvironment) {
+    const std::string corpus = TNM_SOURCE_DIR "/tests/corpus";
+    ToolResult plain = runTool({"-q", "i386-shapes.o"}, corpus);
+    ASSERT_EQ(plain.status, 0);
+    ASSERT_NE(plain.out, "");
+
+    // Filling fresh memory changes nothing that is shown.
+    for (const char *fill : {"MALLOC_FILL=", "MALLOC_FILL=1"}) {
+        ToolResult filled = runTool({"-q", "i386-shapes.o"}, corpus, {fill});
+        EXPECT_EQ(filled.out, plain.out) << fill;
+        EXPECT_EQ(filled.err, "") << fill;
+        EXPECT_EQ(filled.status, 0) << fill;
+    }
+
+    // Tracing adds "HEAP> " lines to standard output and leaves the listing
+    // whole between them.
+    ToolResult traced = runTool({"-q", "i386-shapes.o"}, corpus, {"TV_MALLOC_DEBUG=0"});
+    EXPECT_EQ(traced.status, 0);
+    std::string listing, line;
+    size_t heapLines = 0;
+    for (size_t at = 0; at < traced.out.size(); at += line.size() + 1) {
+        line = traced.out.substr(at, traced.out.find('\n', at) - at);
+        if (line.rfind("HEAP> ", 0) == 0)
+            ++heapLines;
+        else
+            listing += line + "\n";
+    }
+    EXPECT_GT(heapLines, 0u);
+    EXPECT_EQ(listing, plain.out);
+}
+
+} // namespace

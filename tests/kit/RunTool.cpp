@@ -45,7 +45,7 @@ std::string drain(int fd) {
 } // namespace
 
 ToolResult runProgram(const std::string &program, const std::vector<std::string> &args,
-                      const std::string &dir) {
+                      const std::string &dir, const std::vector<std::string> &environment) {
     ToolResult result;
     int outFd = anonymousFile();
     int errFd = anonymousFile();
@@ -71,6 +71,11 @@ ToolResult runProgram(const std::string &program, const std::vector<std::string>
         dup2(outFd, 1);
         dup2(errFd, 2);
         if (!dir.empty() && chdir(dir.c_str()) != 0) _exit(126);
+        for (const std::string &setting : environment) {
+            size_t equals = setting.find('=');
+            if (equals == std::string::npos) continue;
+            setenv(setting.substr(0, equals).c_str(), setting.c_str() + equals + 1, 1);
+        }
         execv(program.c_str(), argv.data());
         _exit(127);
     }

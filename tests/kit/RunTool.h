@@ -20,14 +20,17 @@ struct ToolResult {
 
 // Runs `program` with `args` (not counting the program name, which is
 // `program` itself as argv[0]) in the working directory `dir` (the caller's
-// own when empty).  Standard input is /dev/null.
+// own when empty).  Standard input is /dev/null.  `environment` holds
+// "NAME=value" settings added to (or replacing) the caller's environment.
 ToolResult runProgram(const std::string &program, const std::vector<std::string> &args,
-                      const std::string &dir = "");
+                      const std::string &dir = "",
+                      const std::vector<std::string> &environment = {});
 
 #ifdef TNM_PATH
 // The built tnm.  Its path ends in "/tnm", so diagnostics carry "[tnm] ".
-inline ToolResult runTool(const std::vector<std::string> &args, const std::string &dir = "") {
-    return runProgram(TNM_PATH, args, dir);
+inline ToolResult runTool(const std::vector<std::string> &args, const std::string &dir = "",
+                          const std::vector<std::string> &environment = {}) {
+    return runProgram(TNM_PATH, args, dir, environment);
 }
 #endif
 
