@@ -114,6 +114,13 @@ const char *skipToAlnum(const char *text) {
     return text;
 }
 
+// A section without a name shows as an empty text, never as a null pointer
+// handed to printf.
+const char *sectionName(Section &section) {
+    const char *name = section.name();
+    return name ? name : "";
+}
+
 Symbol &symbolAt(const void *slot) {
     return **static_cast<Symbol *const *>(slot);
 }
@@ -129,7 +136,7 @@ const char *displayName(Symbol &symbol) {
         return unmangle(name, buffer, demangleBufferSize);
     }
     if (symbol.type() == SymbolType::section) {
-        if (Section *section = symbol.section()) return section->name();
+        if (Section *section = symbol.section()) return sectionName(*section);
     }
     return "";
 }
@@ -152,7 +159,7 @@ const char *typeLetter(Symbol &symbol) {
 }
 
 const char *sectionColumn(Symbol &symbol) {
-    if (Section *section = symbol.section()) return section->name();
+    if (Section *section = symbol.section()) return sectionName(*section);
     if (symbol.isUndefined()) return "UNDEF";
     if (symbol.isAbsolute()) return "ABS";
     if (symbol.isSmallCommon()) return "SCOMM";

@@ -44,7 +44,13 @@ public:
         return *this;
     }
 
-    const char *name() override { return sectionName.c_str(); }
+    // A section whose name() is null.
+    FakeSection &nullName() {
+        hasName = false;
+        return *this;
+    }
+
+    const char *name() override { return hasName ? sectionName.c_str() : nullptr; }
     uint32_t size() override { return 0; }
     ObjectFile *objectFile() override;
     bool isAllocated() override { return true; }
@@ -57,6 +63,7 @@ public:
 private:
     FakeObjectFile &owner;
     std::string sectionName;
+    bool hasName = true;
     bool exec = false;
     bool writable = false;
     bool noBits = false;

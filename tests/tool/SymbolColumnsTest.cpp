@@ -45,6 +45,7 @@ TEST_F(ListingTest, TypeLetterAndSectionColumn) {
         {object.symbol("scommOnly").global().smallCommon().notAbsolute(), "?", "SCOMM"},
         {object.symbol("abs").global().at(0x100), "A", "ABS"},
         {object.symbol("none").local().notAbsolute(), "?", ""},
+        {object.symbol("nameless").local().in(object.section("").nullName()), "d", ""},
     };
     for (const Case &c : cases) {
         EXPECT_STREQ(typeLetter(c.symbol), c.letter) << c.symbol.name();
@@ -66,6 +67,7 @@ TEST_F(ListingTest, DisplayNameOfNamelessSymbols) {
         {object.symbol("").sectionType(), ""},
         {object.symbol("").function().in(text), ""},
         {object.symbol("").nullName().data(), ""},
+        {object.symbol("").sectionType().in(object.section("").nullName()), ""},
     };
     for (const Case &c : cases)
         EXPECT_STREQ(displayName(c.symbol), c.shown);
