@@ -1,7 +1,12 @@
 #include "input/Processor.h"
 
+#include "elf/ElfSection.h"
 #include "object/ObjectFile.h"
 #include "object/Section.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 uint32_t Processor::elfMachine() const {
     return noMachine;
@@ -157,8 +162,21 @@ uint32_t ArcA5Processor::smallDataBaseOffset(Section &smallData) const {
 }
 
 void ArcA5Processor::prepareSmallData(ObjectFile &output) {
-    // REMAP-HOOK: for each section named ".sdata", take the ELF output section
-    // behind it and run the small-data remapping on it with `output`, storing
-    // the base in `smallDataBase`.
-    (void)output;
+    output.eachSection([&](Section &section) {
+        const char *name = section.name();
+        if (!name || std::strcmp(name, ".sdata") != 0) return true;
+        // Only the output file of a link calls this, and all its sections
+        // are ELF output sections; anything else is a broken invariant.
+        ElfSection *elf = section.asElfSection();
+        ElfOutputSection *smallData = elf ? elf->asElfOutputSection() : nullptr;
+        if (!smallData) {
+            std::fprintf(stderr, "%s: Line %d: assert(%s) failed.\n", __FILE__, __LINE__,
+                         "smallData != nullptr");
+            std::abort();
+        }
+        // REMAP-HOOK: the small-data remapping reorders the members of
+        // `smallData` by access width and stores the base it chooses:
+        //     remapSmallData(*smallData, output, smallDataBase);
+        return true;
+    });
 }

@@ -1,5 +1,7 @@
 #include "input/Processor.h"
 
+#include "kit/FakeObjectFile.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -59,9 +61,52 @@ TEST(Processor, PowerPCRemembersTheLastNumber) {
     EXPECT_STREQ(plain.name(), embedded.name());
 }
 
-TEST(Processor, SmallDataBaseDefaults) {
+// A small-data section of a chosen size.
+class SizedSection : public FakeSection {
+public:
+    SizedSection(FakeObjectFile &owner, uint32_t bytes)
+        : FakeSection(owner, ".sdata"), bytes(bytes) {}
+    uint32_t size() override { return bytes; }
+
+private:
+    uint32_t bytes;
+};
+
+TEST(Processor, SmallDataBase) {
+    FakeObjectFile object("a.o");
     auto &a5 = static_cast<ArcA5Processor &>(Processor::arcA5());
+    EXPECT_EQ(a5.smallDataBase, 0xFFFFFFFFu); // not computed
+    struct Case {
+        uint32_t size, arc, others;
+    } cases[] = {{0, 0, 0}, {0xFF, 0, 0}, {0x100, 0x100, 0}, {0x5000, 0x100, 0}};
+    for (const Case &c : cases) {
+        SizedSection sdata(object, c.size);
+        EXPECT_EQ(Processor::arc().smallDataBaseOffset(sdata), c.arc) << c.size;
+        EXPECT_EQ(a5.smallDataBaseOffset(sdata), c.arc) << c.size;
+        EXPECT_EQ(Processor::powerPC(0x14).smallDataBaseOffset(sdata), c.others);
+        EXPECT_EQ(Processor::sparc().smallDataBaseOffset(sdata), c.others);
+    }
+    // Once computed, ARC-A5's own base wins whatever the section's size.
+    a5.smallDataBase = 0x1F4;
+    SizedSection small(object, 0x10);
+    EXPECT_EQ(a5.smallDataBaseOffset(small), 0x1F4u);
+    EXPECT_EQ(Processor::arc().smallDataBaseOffset(small), 0u);
+    a5.smallDataBase = 0xFFFFFFFF;
+    // Without a ".sdata" section there is nothing to prepare.
+    object.section(".text");
+    a5.prepareSmallData(object);
     EXPECT_EQ(a5.smallDataBase, 0xFFFFFFFFu);
+}
+
+TEST(ProcessorDeathTest, SmallDataOfAnInputFileBreaksTheInvariant) {
+    // Only ELF output sections may be called ".sdata" in an output file.
+    FakeObjectFile object("a.o");
+    object.section(".sdata");
+    EXPECT_DEATH(Processor::arcA5().prepareSmallData(object),
+                 "Processor.cpp: Line [0-9]+: assert\\(smallData != nullptr\\) failed.");
+    // Other targets have nothing to prepare.
+    Processor::arc().prepareSmallData(object);
+    Processor::sparc().prepareSmallData(object);
 }
 
 } // namespace
