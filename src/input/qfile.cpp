@@ -79,10 +79,9 @@ int32_t qfile::seekAbsolute(int32_t offset) {
         lastError = descriptor < 0 ? EBADF : EINVAL;
         return -1;
     }
-    if (::lseek(descriptor, offset, SEEK_SET) != offset) {
-        lastError = errno;
-        return -1;
-    }
+    // Fills read at the buffer's own offset, never at the descriptor's
+    // position, so moving the descriptor would only cost a system call: the
+    // new place is simply where the next fill reads.
     bufferOffset = offset;
     filled = index = 0;
     textEnded = false;
