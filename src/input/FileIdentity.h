@@ -15,7 +15,10 @@
 //   F0                     OMF library
 //   all printable          text
 // A file shorter than 32 bytes is text or nothing.  Identification never
-// reports and never fails: what it cannot read stays kind 0.
+// reports and never fails: what it cannot read stays kind 0.  (Deep mode
+// opens a library through the archive reader, whose fatal reports end the
+// process even through the silent context: a library whose member headers
+// are broken beyond reading ends a deep probe without a word.)
 #pragma once
 
 #include "input/InputFile.h"

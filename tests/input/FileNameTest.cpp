@@ -68,13 +68,6 @@ TEST(FileName, MemberWithoutParentAndDisplayName) {
     EXPECT_EQ(shown.length(), 0x7FFFFFFFu);
 }
 
-TEST(FileName, KeptNamesStayPut) {
-    FileName &kept = FileName::keep(std::make_unique<FileName>("kept.o"));
-    for (int i = 0; i < 100; ++i)
-        FileName::keep(std::make_unique<FileName>("other.o"));
-    EXPECT_STREQ(kept.displayName(), "kept.o");
-}
-
 TEST(PathHelpers, TakingPathsApart) {
     struct Case {
         const char *path, *base, *directory, *stripped, *strippedBase;

@@ -43,11 +43,6 @@ TEST(InputFile, MissingFileIsReportedWithItsPath) {
     EXPECT_EQ(in.readCount(b, sizeof b), 0u);
 }
 
-TEST(InputFile, MissingFileWithoutContextSaysNothing) {
-    InputFile in("/nonexistent/missing.o", nullptr);
-    EXPECT_TRUE(in.status & InputFile::failBit);
-}
-
 TEST(InputFile, SeekAndReadAtTheEndOfTheWindow) {
     TempFile f(pattern(64));
     InputFile in(f.path.c_str(), nullptr);
