@@ -3,7 +3,9 @@
 // context that keeps each report as a line of text.
 #pragma once
 
+#include "support/ErrFormat.h"
 #include "support/error.h"
+#include "support/sprintf.h"
 #include "tool/nm_main.h"
 
 #include <cstdio>
@@ -38,6 +40,7 @@ inline std::string captureStdout(const std::function<void()> &body) {
 class RecordingErrors : public ErrorContext {
 public:
     std::string lines;
+    ErrFormat engine;
 
     void vfatal(const char *format, va_list args) override { record("fatal", format, args); }
     void verror(const char *format, va_list args) override {
@@ -51,9 +54,12 @@ public:
 
 private:
     void record(const char *severity, const char *format, va_list args) {
+        // The program's own engine, so that "%O" and "%C" read as they do
+        // on standard error.
         char text[1024];
-        vsnprintf(text, sizeof text, format, args);
-        lines += std::string(severity) + ": " + text + "\n";
+        StringFormatOut out(text, sizeof text, true, engine);
+        out.vprint(format, args);
+        lines += std::string(severity) + ": " + out.text() + "\n";
     }
 };
 
