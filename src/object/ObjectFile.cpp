@@ -7,6 +7,7 @@
 #include "input/FileIdentity.h"
 #include "input/FileName.h"
 #include "object/LinkOptions.h"
+#include "support/argfiles.h"
 #include "support/botch.h"
 #include "support/error.h"
 #include "support/formout.h"
@@ -14,7 +15,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string>
 
 namespace {
 
@@ -22,40 +22,6 @@ const char *formatName(ObjectFormatKind kind) {
     FileIdentity identity;
     identity.kind = kind;
     return identity.kindName();
-}
-
-// Splits a directive text into words the way an argument file's line is
-// split: white space separates words; a word that begins with a double or
-// single quotation mark runs to the same mark (a backslash hides the next
-// character from that search) and is the text between the marks, backslashes
-// included; an empty quoted word is dropped.
-void eachDirectiveWord(const char *text, FunctionRef<void(const char *)> visitor) {
-    std::string word;
-    const char *at = text;
-    while (*at) {
-        while (*at == ' ' || *at == '\t' || *at == '\n' || *at == '\r' || *at == '\f' ||
-               *at == '\v')
-            ++at;
-        if (!*at) break;
-        const char *start = at;
-        if (*at == '"' || *at == '\'') {
-            char mark = *at++;
-            start = at;
-            while (*at && *at != mark) {
-                if (*at == '\\' && at[1]) ++at;
-                ++at;
-            }
-            word.assign(start, static_cast<size_t>(at - start));
-            if (*at) ++at;
-            if (word.empty()) continue;
-        } else {
-            while (*at && !(*at == ' ' || *at == '\t' || *at == '\n' || *at == '\r' ||
-                            *at == '\f' || *at == '\v'))
-                ++at;
-            word.assign(start, static_cast<size_t>(at - start));
-        }
-        visitor(word.c_str());
-    }
 }
 
 } // namespace
@@ -241,8 +207,10 @@ void ObjectFile::applyDirectives(LinkOptions &options, ErrorContext &errorContex
 void ObjectFile::applyDirectiveTexts(bool before, LinkOptions &options,
                                      ErrorContext &errorContext) {
     auto apply = [&](const char *text) {
-        eachDirectiveWord(
-            text, [&](const char *word) { options.handleOption(word, fileName, errorContext); });
+        splitIntoArguments(text, nullptr, [&](int count, char **words) {
+            for (int i = 0; i < count; ++i)
+                options.handleOption(words[i], fileName, errorContext);
+        });
         return true;
     };
     if (before)

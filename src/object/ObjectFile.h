@@ -216,12 +216,12 @@ private:
 // The sections of an array, in order.
 class SectionArrayView : public SectionIterator {
 public:
-    explicit SectionArrayView(std::vector<Section *> &sections) : sections(sections) {}
+    explicit SectionArrayView(dynarray<Section *> &sections) : sections(sections) {}
     void each(SectionVisitor visitor) override;
     uint32_t count() override;
 
 private:
-    std::vector<Section *> &sections;
+    dynarray<Section *> &sections;
 };
 
 // The sections of one object file.

@@ -374,10 +374,9 @@ void RelocatableSection::eachBoundSection(SectionVisitor visitor) {
 
 bool RelocatableSection::addBoundSection(Section *section) {
     if (!boundSections) {
-        boundSections = std::make_unique<std::vector<Section *>>();
-        boundSections->reserve(1);
+        boundSections = std::make_unique<dynarray<Section *>>(1);
     }
-    boundSections->push_back(section);
+    boundSections->append(section);
     section->setBound(true);
     return true;
 }

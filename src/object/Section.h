@@ -15,10 +15,10 @@
 
 #include "object/Collectable.h"
 #include "support/FunctionRef.h"
+#include "support/array.h"
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 class ArmSection;
 class BsdSection;
@@ -240,7 +240,7 @@ protected:
     // The cut name, made at the first call that needs one.
     std::unique_ptr<char[]> combinedName;
     // Sections bound to this one, in order of binding; not owned.
-    std::unique_ptr<std::vector<Section *>> boundSections;
+    std::unique_ptr<dynarray<Section *>> boundSections;
 };
 
 // Binds section `boundName` of objectFile to section `name`, so that the

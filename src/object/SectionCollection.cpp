@@ -3,9 +3,10 @@
 #include "object/ObjectFile.h"
 
 #include "support/botch.h"
+#include "support/quickSort.h"
 
-#include <algorithm>
 #include <cstring>
+#include <utility>
 
 SectionCollection::~SectionCollection() = default;
 
@@ -32,19 +33,24 @@ void SortedSections::each(SectionVisitor visitor) {
             return true;
         });
         if (got != expected) botch("Assertion failed: cnt == icnt");
-        // Sort by name; sections of one name keep the order in which the
-        // collection delivered them, by their positions.
+        // Sort the sections and their positions together, by name, and by
+        // position among sections of one name: the positions alone make the
+        // sort keep the collection's order of equal names.
         auto positions = std::make_unique<uint32_t[]>(expected);
         for (uint32_t i = 0; i < expected; ++i)
             positions[i] = i;
-        Section **base = delivered.get();
-        std::sort(positions.get(), positions.get() + expected, [&](uint32_t a, uint32_t b) {
-            int order = std::strcmp(base[a]->name(), base[b]->name());
-            return order != 0 ? order < 0 : a < b;
-        });
-        sorted = std::make_unique<Section *[]>(expected);
-        for (uint32_t i = 0; i < expected; ++i)
-            sorted[i] = base[positions[i]];
+        quickSort(
+            0, static_cast<int32_t>(expected) - 1,
+            [&](int32_t a, int32_t b) {
+                std::swap(delivered[a], delivered[b]);
+                std::swap(positions[a], positions[b]);
+            },
+            [&](int32_t a, int32_t b) {
+                int order = std::strcmp(delivered[a]->name(), delivered[b]->name());
+                return order != 0 ? order < 0 : positions[a] < positions[b];
+            });
+        positions.reset();
+        sorted = std::move(delivered);
         sortedCount = expected;
     }
     for (uint32_t i = 0; i < sortedCount; ++i)
@@ -80,7 +86,7 @@ void SectionArrayView::each(SectionVisitor visitor) {
 }
 
 uint32_t SectionArrayView::count() {
-    return static_cast<uint32_t>(sections.size());
+    return sections.count;
 }
 
 void ObjectFileSections::each(SectionVisitor visitor) {

@@ -351,9 +351,7 @@ uint32_t SymbolCollection::count() {
 
 SymbolCollection::~SymbolCollection() = default;
 
-SymbolArray::SymbolArray() {
-    symbols.reserve(16);
-}
+SymbolArray::SymbolArray() = default;
 
 void SymbolArray::each(SymbolVisitor visitor) {
     for (Symbol *symbol : symbols)
@@ -361,5 +359,5 @@ void SymbolArray::each(SymbolVisitor visitor) {
 }
 
 uint32_t SymbolArray::count() {
-    return static_cast<uint32_t>(symbols.size());
+    return symbols.count;
 }

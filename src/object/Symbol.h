@@ -16,9 +16,9 @@
 
 #include "object/Collectable.h"
 #include "support/FunctionRef.h"
+#include "support/array.h"
 
 #include <cstdint>
-#include <vector>
 
 class FileName;
 class FormatOut;
@@ -199,10 +199,10 @@ public:
     void each(SymbolVisitor visitor) override;
     uint32_t count() override;
 
-    void append(Symbol *symbol) { symbols.push_back(symbol); }
+    void append(Symbol *symbol) { symbols.append(symbol); }
     Symbol *at(uint32_t index) { return symbols[index]; }
-    void clear() { symbols.clear(); }
+    void clear() { symbols.count = 0; }
 
 private:
-    std::vector<Symbol *> symbols;
+    dynarray<Symbol *> symbols{16};
 };

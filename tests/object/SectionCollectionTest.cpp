@@ -117,7 +117,9 @@ TEST_F(SectionCollectionTest, SectionsOfTheRelocatableFilesOfAList) {
 TEST_F(SectionCollectionTest, ArrayFileAndMemberViews) {
     TestSection &text = file.addSection(".text");
     TestSection &data = file.addSection(".data");
-    std::vector<Section *> array{&data, &text, &data};
+    dynarray<Section *> array(1);
+    for (Section *section : {&data, &text, &data})
+        array.append(section);
     SectionArrayView arrayView(array);
     EXPECT_EQ(names(arrayView), ".data .text .data");
     EXPECT_EQ(arrayView.count(), 3u);
