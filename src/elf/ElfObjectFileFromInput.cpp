@@ -2,6 +2,7 @@
 
 #include "elf/Elf32Extractor.h"
 #include "elf/Elf32Reader.h"
+#include "elf/ElfImportSectionFromInput.h"
 #include "elf/ElfSymtabSection.h"
 #include "input/InputFile.h"
 #include "support/botch.h"
@@ -287,19 +288,18 @@ void ElfObjectFileFromInput::readDirective(Pass &pass, uint32_t index) {
 
 void ElfObjectFileFromInput::checkImports(Pass &pass, uint32_t index) {
     const Elf32_Shdr &h = pass.table[index];
+    ElfStrtabSection *strings = nullptr;
     if (h.sh_link != 0 && h.sh_link < pass.shnum && pass.table[h.sh_link].sh_type == SHT_STRTAB) {
         ElfSection *entry = sections[h.sh_link].get();
-        if (!entry || !entry->asStrtab()) {
-            sections[h.sh_link].reset();
-            makeStringTable(pass, h.sh_link);
-        }
+        strings = entry ? entry->asStrtab() : nullptr;
+        if (!strings) strings = makeStringTable(pass, h.sh_link);
     } else {
         pass.errorContext.error("In file %O: section \"%s\" (#%d)%C`sh_link' field (=%d) does "
                                 "not reference a valid string table section.",
                                 fileName, pass.nameOf(index), index, h.sh_link);
     }
-    // The records themselves are read by the import section class of the
-    // linking side; the listing needs only to know that imports exist.
+    sections[index] = std::make_unique<ElfImportSectionFromInput>(
+        pass.nameOf(index), pass.reader, strings, h, this, pass.errorContext);
     hasImports = true;
 }
 

@@ -191,7 +191,7 @@ ElfReltabSection *ElfSection::asReltab() {
 ElfOutputSection *ElfSection::asElfOutputSection() {
     return nullptr;
 }
-ElfImportSection *ElfSection::asImportSection() {
+ElfImportSectionFromInput *ElfSection::asImportSection() {
     return nullptr;
 }
 

@@ -12,7 +12,7 @@
 
 #include <cstdint>
 
-class ElfImportSection;
+class ElfImportSectionFromInput;
 class ElfObjectFile;
 class ElfOutputSection;
 class ElfReltabSection;
@@ -86,7 +86,7 @@ public:
     virtual ElfStrtabSection *asStrtab();
     virtual ElfReltabSection *asReltab();
     virtual ElfOutputSection *asElfOutputSection();
-    virtual ElfImportSection *asImportSection();
+    virtual ElfImportSectionFromInput *asImportSection();
     virtual void setDynIndex(uint32_t index);
     virtual uint32_t dynIndex();
     virtual Section *associatedDynReltab();

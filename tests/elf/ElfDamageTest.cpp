@@ -186,7 +186,8 @@ const GoingOnCase goingOnCases[] = {
     {"imports without a string table",
      [](ElfBuilder &b) { b.section(".imports", SHT_IMPORTS, SHF_ALLOC, bytes(16)).link(1); },
      {"E: In file test.o: section \".imports\" (#3)\n|\t`sh_link' field (=1) does not "
-      "reference a valid string table section."},
+      "reference a valid string table section.",
+      "W: \"test.o\", section .imports: `entsize' is 0, but should be 16"},
      true},
 };
 

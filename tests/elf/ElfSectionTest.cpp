@@ -3,12 +3,14 @@
 // two files may be linked together.
 #include "ElfTestSupport.h"
 #include "elf/Elf32Extractor.h"
+#include "elf/ElfImportSectionFromInput.h"
 #include "elf/ElfSymtabSection.h"
 #include "input/FileName.h"
 #include "kit/ElfBuilder.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <set>
 
@@ -338,6 +340,71 @@ TEST(Compatibility, FilesWithoutAStackCheckValueTakeTheirPartners) {
     ElfObjectFile fileC(name, b, nullptr, 0);
     EXPECT_TRUE(fileC.isCompatibleWith(fileA));
     EXPECT_EQ(fileC.header.e_flags, 0x40u);
+}
+
+} // namespace
+
+namespace {
+
+// Import records, little-endian: value, name offset, (type << 24 | dll offset).
+std::vector<uint8_t> imports(const std::vector<std::array<uint32_t, 3>> &records,
+                             uint32_t tail = 0) {
+    std::vector<uint8_t> out;
+    for (const auto &r : records)
+        for (uint32_t word : {r[0], r[1], r[2], 0u})
+            for (int i = 0; i < 4; ++i)
+                out.push_back(uint8_t(word >> (8 * i)));
+    out.resize(out.size() + tail);
+    return out;
+}
+
+TEST(ElfImports, RecordsAreCheckedAgainstTheirStringTable) {
+    // ".strtab" holds "\0puts\0libc.so\0": offsets 1 and 6, size 14.
+    auto build = [](std::vector<uint8_t> section, uint32_t entsize) {
+        return ElfBuilder()
+            .symbol("puts", 0, 0, STB_GLOBAL, STT_FUNC, SHN_UNDEF)
+            .symbol("libc.so", 0, 0, STB_LOCAL, STT_NOTYPE, SHN_ABS)
+            .section(".imports", SHT_IMPORTS, SHF_ALLOC, section)
+            .link(".strtab")
+            .patchSection(".imports", [entsize](Elf32_Shdr &h) { h.sh_entsize = entsize; })
+            .build();
+    };
+    CapturingErrors errors;
+    auto object = loadElf(
+        build(
+            imports({{0x11, 1, 1u << 24 | 6}, {0x22, 99, 2u << 24 | 99}, {0x33, 6, 1u << 24 | 500}},
+                    8),
+            16),
+        errors);
+    ASSERT_NE(object, nullptr);
+    EXPECT_TRUE(object->hasImports);
+    EXPECT_EQ(errors.reports,
+              (std::vector<std::string>{
+                  "E: \"test.o\", section .imports - \n|\tname field of entry #1 is not a valid "
+                  "string table index: 99",
+                  "E: \"test.o\", section .imports - \n|\ttype field of entry #1 is 2, but "
+                  "should be 1",
+                  "E: \"test.o\", section .imports - \n|\tDLL field of entry #2 is not a valid "
+                  "string table index: 500"}));
+    ElfImportSectionFromInput *section = object->sectionAt(1)->asImportSection();
+    ASSERT_NE(section, nullptr);
+    EXPECT_EQ(section->recordCount(), 3u); // the 8 bytes behind are no record
+    ImportEntry first = section->importAt(0);
+    EXPECT_EQ(first.value, 0x11u);
+    EXPECT_STREQ(first.name, "puts");
+    EXPECT_STREQ(first.dll, "libc.so");
+    EXPECT_STREQ(section->importAt(16).name, "???");
+    EXPECT_DEATH(section->importAt(8), "\"test.o\": Invalid offset into .imports section: 0x8");
+
+    CapturingErrors other;
+    auto odd = loadElf(build(imports({{1, 1, 1u << 24 | 6}}), 8), other);
+    ASSERT_NE(odd, nullptr);
+    EXPECT_EQ(other.reports, (std::vector<std::string>{
+                                 "W: \"test.o\", section .imports: `entsize' is 8, but should "
+                                 "be 16"}));
+    auto empty = loadElf(build(bytes(12), 16), other);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(other.reports.back(), "W: \"test.o\", section .imports has no entries.");
 }
 
 } // namespace
