@@ -164,6 +164,16 @@ TEST_F(SectionTest, FileSizeAndDiscarding) {
     EXPECT_FALSE(data.isDiscarded());
     data.discard();
     EXPECT_TRUE(data.isDiscarded());
+
+    // Of the base class: discarded when the section only describes the file.
+    class TableSection : public TestCombinedSection {
+    public:
+        using TestCombinedSection::TestCombinedSection;
+        bool isContentSection() override { return false; }
+    } table(".strtab", 0);
+    TestCombinedSection combined(".text", 0);
+    EXPECT_TRUE(table.isDiscarded());
+    EXPECT_FALSE(combined.isDiscarded());
 }
 
 TEST_F(SectionTest, PlainSectionIsItsOwnMember) {
@@ -309,17 +319,6 @@ TEST_F(SectionTest, BaseAnswers) {
     EXPECT_FALSE(combined.addBoundSection(&section));
     EXPECT_EQ(combined.combinedSectionName(), nullptr);
     EXPECT_FALSE(combined.isDiscarded());
-}
-
-TEST_F(SectionTest, NoteThatDescribesTheFileCountsAsDiscarded) {
-    TestCombinedSection table(".symtab", 0);
-    EXPECT_FALSE(table.isDiscarded());
-    class TableSection : public TestCombinedSection {
-    public:
-        using TestCombinedSection::TestCombinedSection;
-        bool isContentSection() override { return false; }
-    } described(".strtab", 0);
-    EXPECT_TRUE(described.isDiscarded());
 }
 
 TEST_F(SectionTest, DataChunksWithoutRelocationsPassThrough) {

@@ -85,6 +85,8 @@ TEST_F(SymbolTest, SharedDefinitionYieldsToAPreemptingLink) {
     shared.shared = true;
     TestSymbol &inShared = shared.addSymbol("f", 0x100);
     inShared.global = true;
+    EXPECT_FALSE(inShared.hasLinkAddress());
+    EXPECT_TRUE(inShared.isDefinedInSharedObject());
     PreemptingSymbol preempting(&file, "f", 0x20);
     preempting.global = true;
     inShared.link = &preempting;
@@ -107,13 +109,15 @@ TEST_F(SymbolTest, DerivedPredicates) {
         const char *what;
         bool global, weak, undefined, common, withSection;
         bool definedOrWeak, absolute, definedGlobal;
+        SymbolBinding binding; // of the base rule, which knows no weak
     };
+    const SymbolBinding local = SymbolBinding::local, global = SymbolBinding::global;
     const Case cases[] = {
-        {"undefined global", true, false, true, false, false, false, false, false},
-        {"undefined weak", false, true, true, false, false, true, false, false},
-        {"defined local, no section", false, false, false, false, false, true, true, false},
-        {"defined global in section", true, false, false, false, true, true, false, true},
-        {"common", true, false, false, true, false, true, true, true},
+        {"undefined global", true, false, true, false, false, false, false, false, global},
+        {"undefined weak", false, true, true, false, false, true, false, false, global},
+        {"defined local, no section", false, false, false, false, false, true, true, false, local},
+        {"defined global in section", true, false, false, false, true, true, false, true, global},
+        {"common", true, false, false, true, false, true, true, true, global},
     };
     for (const Case &c : cases) {
         TestSymbol symbol(&file, "s", 0, c.withSection ? &text : nullptr);
@@ -126,29 +130,9 @@ TEST_F(SymbolTest, DerivedPredicates) {
         EXPECT_EQ(symbol.isDefinedGlobal(), c.definedGlobal) << c.what;
         EXPECT_EQ(symbol.hasLinkAddress(), c.definedOrWeak) << c.what;
         EXPECT_FALSE(symbol.isDefinedInSharedObject()) << c.what;
+        EXPECT_EQ(symbol.Symbol::binding(), c.binding) << c.what;
+        EXPECT_EQ(symbol.type(), SymbolType::none) << c.what;
     }
-}
-
-TEST_F(SymbolTest, BindingFollowsIsGlobal) {
-    TestSymbol local(&file, "l");
-    TestSymbol global(&file, "g");
-    global.global = true;
-    TestSymbol weak(&file, "w");
-    weak.weak = true;
-    EXPECT_EQ(local.binding(), SymbolBinding::local);
-    EXPECT_EQ(global.binding(), SymbolBinding::global);
-    EXPECT_EQ(weak.binding(), SymbolBinding::weak);
-    EXPECT_EQ(local.type(), SymbolType::none);
-}
-
-TEST_F(SymbolTest, SymbolsOfASharedObjectHaveNoLinkAddress) {
-    FileName sharedName{"libx.so"};
-    TestObjectFile shared{sharedName};
-    shared.shared = true;
-    TestSymbol &symbol = shared.addSymbol("f", 0x100);
-    symbol.global = true;
-    EXPECT_FALSE(symbol.hasLinkAddress());
-    EXPECT_TRUE(symbol.isDefinedInSharedObject());
 }
 
 TEST_F(SymbolTest, AddressAddsTheSectionAddress) {
@@ -274,19 +258,14 @@ TEST_F(SymbolTest, NeedsDynamicEntry) {
         if (c.restricted) options.restricted.push_back("f");
         EXPECT_EQ(symbol.needsDynamicEntry(options), c.expected) << c.what;
     }
-}
-
-class UnexportableSymbol : public TestSymbol {
-public:
-    using TestSymbol::TestSymbol;
-    bool isExportable() override { return false; }
-};
-
-TEST_F(SymbolTest, UnexportableSymbolNeedsNoDynamicEntry) {
-    UnexportableSymbol symbol(&file, "f", 1);
-    symbol.global = true;
+    class Unexportable : public TestSymbol {
+    public:
+        using TestSymbol::TestSymbol;
+        bool isExportable() override { return false; }
+    } unexportable(&file, "f", 1, &text);
+    unexportable.global = true;
     TestLinkOptions options;
-    EXPECT_FALSE(symbol.needsDynamicEntry(options));
+    EXPECT_FALSE(unexportable.needsDynamicEntry(options));
 }
 
 TEST_F(SymbolTest, SectionForRelocation) {
