@@ -56,7 +56,10 @@ void Format::setModifier(char letter) {
 
 void Format::put(FormatSink &sink, const char *text, int32_t length) {
     if (length <= 0) return;
-    sink.count += length;
+    // The count of a long-lived sink (the diagnostics, the trace output) may
+    // pass 2^31 in a long run; it wraps rather than overflows.
+    sink.count =
+        static_cast<int32_t>(static_cast<uint32_t>(sink.count) + static_cast<uint32_t>(length));
     sink.write(text, length);
 }
 
@@ -70,6 +73,10 @@ void Format::putBlanks(FormatSink &sink, int32_t n) {
 }
 
 int32_t Format::format(FormatSink &sink, const char *text, va_list args) {
+    if (!text) {
+        sink.flush();
+        return 0;
+    }
     va_list cursor;
     va_copy(cursor, args);
     int32_t startCount = sink.count;
@@ -150,7 +157,8 @@ int32_t Format::format(FormatSink &sink, const char *text, va_list args) {
         p = q + 1;
     }
     va_end(cursor);
-    int32_t written = sink.count - startCount;
+    int32_t written =
+        static_cast<int32_t>(static_cast<uint32_t>(sink.count) - static_cast<uint32_t>(startCount));
     sink.flush();
     return written;
 }

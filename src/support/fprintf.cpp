@@ -6,7 +6,8 @@ void FileSink::write(const char *text, int32_t length) {
     if (!stream || ferror(stream)) return;
     size_t n = fwrite(text, 1, static_cast<size_t>(length), stream);
     if (n < static_cast<size_t>(length)) {
-        count -= length - static_cast<int32_t>(n);
+        count = static_cast<int32_t>(static_cast<uint32_t>(count) -
+                                     (static_cast<uint32_t>(length) - static_cast<uint32_t>(n)));
         error = errno ? errno : 28;
     }
 }

@@ -17,7 +17,8 @@ void StringSink::write(const char *text, int32_t length) {
         fill += n;
     }
     if (capacity > 0) buffer[fill] = 0;
-    count -= length - static_cast<int32_t>(n);
+    count = static_cast<int32_t>(static_cast<uint32_t>(count) -
+                                 (static_cast<uint32_t>(length) - static_cast<uint32_t>(n)));
 }
 
 void StringSink::flush() {

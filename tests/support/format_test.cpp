@@ -152,6 +152,16 @@ TEST(StringSink, CutsAtCapacityAndCounts) {
     EXPECT_EQ(none[0], 'Q');
 }
 
+TEST(StringSink, CountWrapsInLongRunsAndNullTextWritesNothing) {
+    char buffer[8];
+    StringFormatOut out(buffer, sizeof buffer);
+    out.formatSink().count = INT32_MAX - 1;
+    EXPECT_EQ(out.print("abc"), 3);
+    EXPECT_EQ(out.formatSink().count, INT32_MIN + 1);
+    EXPECT_EQ(out.print(nullptr), 0);
+    EXPECT_STREQ(buffer, "abc");
+}
+
 TEST(StringSink, AppendsOrResets) {
     char buffer[32];
     StringFormatOut append(buffer, sizeof buffer);
