@@ -6,17 +6,12 @@
 #include "object/ObjectFile.h"
 #include "support/error.h"
 
-namespace {
-
-// How many libraries deep `name` lies: 0 for a file on disk.
-int nestingOf(const FileName &name) {
+int libraryNesting(const FileName &name) {
     int depth = 0;
     for (const FileName *n = name.parent(); n; n = n->parent())
         ++depth;
     return depth;
 }
-
-} // namespace
 
 void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, InputFile &archiveFile,
                      ErrorContext &errors, Archive &archive) {
@@ -40,7 +35,7 @@ void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, Inpu
         // archive and a stack frame, and names grow with the depth, so a
         // crafted file of nested headers could exhaust memory or the stack:
         // levels beyond `maxLibraryNesting` are reported and skipped.
-        if (nestingOf(name) > maxLibraryNesting) {
+        if (libraryNesting(name) > maxLibraryNesting) {
             errors.error("Library %O is nested more than %d deep; its members are not read",
                          static_cast<const Printable *>(&name), maxLibraryNesting);
             return true;

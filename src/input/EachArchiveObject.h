@@ -11,12 +11,16 @@
 
 class Archive;
 class ErrorContext;
+class FileName;
 class InputFile;
 class ObjectFile;
 
 // Libraries inside libraries are read to this depth; a deeper one is
 // reported and its members skipped.
 constexpr int maxLibraryNesting = 64;
+
+// How many libraries deep `name` lies: 0 for a file on disk.
+int libraryNesting(const FileName &name);
 
 // The visitor gets each member file that is not itself a library.  The file
 // is the visitor's: it destroys it (or keeps it) as it sees fit.

@@ -152,10 +152,7 @@ void identifyCoffTarget(FileIdentity &id, InputFile &file) {
 // the first six that has a known format gives the library's target.
 void identifyArchiveTarget(FileIdentity &id, InputFile &file) {
     // Libraries nested beyond what the walk reads say nothing here either.
-    int depth = 0;
-    for (const FileName *n = file.fileName.parent(); n; n = n->parent())
-        ++depth;
-    if (depth > maxLibraryNesting) return;
+    if (libraryNesting(file.fileName) > maxLibraryNesting) return;
     NullErrorContext silent;
     std::unique_ptr<Archive> archive = Archive::open(file, &silent);
     if (!archive) return;
