@@ -1,8 +1,8 @@
 // Walks over a library: `eachArchiveFile` gives each member as an InputFile,
 // `eachArchiveObject` each member as an ObjectFile.  A member that is itself
-// a library is walked in place, depth first, to any depth; its members show
-// one more "(member)" in their names.  A bad member adds its errors and the
-// walk goes on.
+// a library is walked in place, depth first, to `maxLibraryNesting` levels;
+// its members show one more "(member)" in their names.  A bad member adds its
+// errors and the walk goes on.
 #pragma once
 
 #include "support/FunctionRef.h"
