@@ -5,13 +5,20 @@
 // `FormatSink` (a stdio stream, an output stream object or a character
 // buffer), so one format text can go anywhere.  It allocates nothing.
 //
-// Calling convention for "%O": pass a POINTER to the object, `const
-// Printable *` (a `FileName *` converts implicitly), through the `...`:
+// Calling convention for "%O": pass a POINTER to the object through the
+// `...`; the handler reads it as `const Printable *`:
 //
 //     ctx.error("Can't open file %O", &fileName);
 //
-// A null pointer prints "<NULL>".  Numbers ("%d", "%u", "%x", "%X", "%o",
-// "%c") take a 32-bit int/unsigned; "%s" takes `const char *` (null prints
+// No conversion happens through `...`, so this is right for FileName and
+// the other classes whose only base is Printable (the base sits at offset
+// zero); a class with several bases must be passed as
+// `static_cast<const Printable *>(&object)`.  A null pointer prints
+// "<NULL>".
+//
+// Numbers ("%d", "%u", "%x", "%X", "%o", "%c") take a 32-bit int or
+// unsigned: cast wider values (size_t, pointers) down first.  "%s" takes `const char *` (null
+// prints
 // "(null)").  The modifier "l" is accepted and changes nothing.  An unknown
 // directive prints "??x??" (second character the modifier or "?", third the
 // letter) and uses up no argument.
