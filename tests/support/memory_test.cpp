@@ -298,3 +298,30 @@ TEST(HeapPool, ReportGivesOneEntryPerName) {
 }
 
 } // namespace
+
+#ifdef TNM_PATH
+// The tool itself reads the variables at start-up and allocates through
+// the replaced operators: the trace shows up in its standard output.
+TEST(GlobalNew, ToolTracesFromStartUp) {
+    std::string command =
+        "TV_MALLOC_DEBUG=0 MALLOC_FILL= " TNM_PATH " /nonexistent-file 2>/dev/null";
+    FILE *pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string out;
+    char chunk[4096];
+    while (size_t n = fread(chunk, 1, sizeof chunk, pipe))
+        out.append(chunk, n);
+    pclose(pipe);
+    EXPECT_NE(out.find("HEAP> new(0x"), std::string::npos) << out;
+    EXPECT_NE(out.find("HEAP> free(0x"), std::string::npos) << out;
+
+    command = "TV_MALLOC_DEBUG=100000000 " TNM_PATH " /nonexistent-file 2>/dev/null";
+    pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    out.clear();
+    while (size_t n = fread(chunk, 1, sizeof chunk, pipe))
+        out.append(chunk, n);
+    pclose(pipe);
+    EXPECT_EQ(out.find("HEAP>"), std::string::npos) << out;
+}
+#endif
