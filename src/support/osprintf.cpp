@@ -1,14 +1,35 @@
 #include "support/osprintf.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <unistd.h>
 
 void StreamSink::write(const char *text, int32_t length) {
+    if (!stream || stream->rdstate() != std::ios::goodbit || length <= 0) return;
+    size_t size = size_t(length);
+    if (size > gatherSize - gatheredLength) {
+        flush();
+        if (size >= gatherSize) {
+            writeOut(text, size);
+            return;
+        }
+    }
+    memcpy(gathered + gatheredLength, text, size);
+    gatheredLength += size;
+}
+
+void StreamSink::flush() {
+    size_t length = gatheredLength;
+    gatheredLength = 0;
+    if (length != 0) writeOut(gathered, length);
+}
+
+void StreamSink::writeOut(const char *text, size_t length) {
     if (!stream || stream->rdstate() != std::ios::goodbit) return;
     errno = 0;
-    stream->write(text, length);
+    stream->write(text, std::streamsize(length));
     if (stream->fail()) error = errno ? errno : 28;
 }
 
@@ -33,6 +54,7 @@ StreamFormatOut::StreamFormatOut(std::ostream &stream, Format &engine)
     : FormatOut(streamSink, engine), streamSink(&stream) {}
 
 void StreamFormatOut::flush() {
+    streamSink.flush();
     if (streamSink.stream && streamSink.stream->good()) streamSink.stream->flush();
 }
 

@@ -5,18 +5,33 @@
 
 #include "support/formout.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <memory>
 
 // Writes nothing while the stream's state is not clear; when a write sets
 // the failure bit, records errno (28 if errno says nothing).
+//
+// The engine hands a format text over in many small pieces (literal runs,
+// one per directive).  The sink gathers them and gives the stream the whole
+// text at once when the engine flushes at the end of the text, so that an
+// unbuffered stream such as std::cerr sees one write per text instead of one
+// per piece; a text longer than the gathering buffer goes out in parts.
 class StreamSink : public FormatSink {
 public:
     explicit StreamSink(std::ostream *stream) : stream(stream) {}
     void write(const char *text, int32_t length) override;
+    void flush() override;
 
     std::ostream *stream;
     int error = 0;
+
+private:
+    void writeOut(const char *text, size_t length);
+
+    static constexpr size_t gatherSize = 1024;
+    char gathered[gatherSize];
+    size_t gatheredLength = 0;
 };
 
 class StreamFormatOut : public FormatOut {
