@@ -1,6 +1,8 @@
 # make run   builds tnm and lists the sample objects in examples/ (ARGS="..." for your own)
 # make test  builds everything and runs every test through CTest
 # make asan-test  the same with AddressSanitizer and UndefinedBehaviorSanitizer
+# make bench times tnm against llvm-nm and GNU nm on real and synthetic
+#            libraries and writes bench/results.md (BENCH_ARGS="--reps 3" ...)
 # make fuzz  builds the libFuzzer targets with clang and runs each for a bounded
 #            time, FUZZ_SECONDS (180) in all; fails on any crash, hang or report
 
@@ -34,6 +36,9 @@ $(ASAN_BUILD)/build.ninja: | deps
 asan-test: $(ASAN_BUILD)/build.ninja
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+
+bench:
+	bench/run-bench $(BENCH_ARGS)
 
 fuzz:
 	fuzz/run-fuzz
