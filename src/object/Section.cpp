@@ -207,8 +207,8 @@ void Section::setOutputSectionSpec(OutputSectionSpec *) {
 }
 
 uint32_t Section::outputSectionSpecValue() {
-    OutputSectionSpec *spec = outputSectionSpec();
-    return spec ? spec->value() : 0;
+    OutputSectionSpec *rule = outputSectionSpec();
+    return rule ? rule->value() : 0;
 }
 
 void Section::displayHeader(FormatOut &out) {

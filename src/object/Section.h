@@ -160,7 +160,7 @@ public:
     virtual BsdSection *asBsdSection();
     virtual ArmSection *asArmSection();
     virtual OutputSectionSpec *outputSectionSpec();
-    virtual void setOutputSectionSpec(OutputSectionSpec *spec);
+    virtual void setOutputSectionSpec(OutputSectionSpec *rule);
     virtual uint32_t outputSectionSpecValue();
     virtual void displayHeader(FormatOut &out);
     virtual void displayContents(FormatOut &out);

@@ -321,6 +321,22 @@ TEST_F(SectionTest, BaseAnswers) {
     EXPECT_FALSE(combined.isDiscarded());
 }
 
+TEST_F(SectionTest, OutputSectionSpecValueAsksTheRule) {
+    class Rule : public OutputSectionSpec {
+    public:
+        uint32_t value() override { return 42; }
+    } rule;
+    class OutputSection : public TestCombinedSection {
+    public:
+        using TestCombinedSection::TestCombinedSection;
+        OutputSectionSpec *outputSectionSpec() override { return attached; }
+        OutputSectionSpec *attached = nullptr;
+    } output(".text", 0);
+    EXPECT_EQ(output.outputSectionSpecValue(), 0u);
+    output.attached = &rule;
+    EXPECT_EQ(output.outputSectionSpecValue(), 42u);
+}
+
 TEST_F(SectionTest, DataChunksWithoutRelocationsPassThrough) {
     TestSection section(&file, ".data", 4);
     section.contents = {1, 2, 3, 4};
