@@ -96,9 +96,11 @@ TEST(PathHelpers, MakingPaths) {
     struct Case {
         const char *in, *out;
     } normal[] = {
-        {"a/./b", "a/b"},        {"a/b/../c", "a/c"},    {"../x", "../x"},
-        {"a/../../x", "../x"},   {"/a/b/../../c", "/c"}, {"./a", "a"},
-        {"a\\x\\..\\b", "a\\b"}, {"a/b/..", "a/b/.."},   {"", ""},
+        {"a/./b", "a/b"},      {"a/b/../c", "a/c"},
+        {"../x", "../x"},      {"../../x", "../../x"},
+        {"a/../../x", "../x"}, {"/a/b/../../c", "/c"},
+        {"./a", "a"},          {"a\\x\\..\\b", "a\\b"},
+        {"a/b/..", "a/b/.."},  {"", ""},
     };
     for (const Case &c : normal)
         EXPECT_EQ(normalizePath(c.in), c.out) << c.in;

@@ -102,6 +102,14 @@ TEST(InputFile, ReadsAcrossTheBufferBoundary) {
         EXPECT_EQ(in.position, s.at + s.count);
         EXPECT_EQ(in.status & statusBits, 0u);
     }
+    // A read past the end sets eofBit; a seek far outside the buffered bytes
+    // clears it as one inside them does.
+    in.seek(size - 1);
+    uint8_t two[2];
+    EXPECT_EQ(in.readCount(two, 2), 1u);
+    EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
+    EXPECT_EQ(in.seek(0), 0);
+    EXPECT_EQ(in.status & statusBits, 0u);
     // Byte by byte through a boundary: each read continues the last.
     in.seek(4093);
     for (uint32_t i = 4093; i < 4100; ++i) {
