@@ -10,7 +10,7 @@ void StreamSink::write(const char *text, int32_t length) {
     if (!stream || stream->rdstate() != std::ios::goodbit || length <= 0) return;
     size_t size = size_t(length);
     if (size > gatherSize - gatheredLength) {
-        flush();
+        flushAll();
         if (size >= gatherSize) {
             writeOut(text, size);
             return;
@@ -21,6 +21,11 @@ void StreamSink::write(const char *text, int32_t length) {
 }
 
 void StreamSink::flush() {
+    if (wholeLines && gatheredLength != 0 && gathered[gatheredLength - 1] != '\n') return;
+    flushAll();
+}
+
+void StreamSink::flushAll() {
     size_t length = gatheredLength;
     gatheredLength = 0;
     if (length != 0) writeOut(gathered, length);
@@ -54,7 +59,7 @@ StreamFormatOut::StreamFormatOut(std::ostream &stream, Format &engine)
     : FormatOut(streamSink, engine), streamSink(&stream) {}
 
 void StreamFormatOut::flush() {
-    streamSink.flush();
+    streamSink.flushAll();
     if (streamSink.stream && streamSink.stream->good()) streamSink.stream->flush();
 }
 

@@ -164,6 +164,8 @@ int nmMain(int argc, char **argv) {
     if (!isatty(STDOUT_FILENO)) setvbuf(stdout, nullptr, _IOFBF, stdoutBufferSize);
     ErrFormat errFormat("\n|\t");
     StreamFormatOut errorOut(std::cerr, errFormat);
+    // Each diagnostic reaches standard error whole, in one write.
+    errorOut.gatherWholeLines(true);
     ErrorCounter errors(errorOut, toolName);
     errors.warningsEnabled = true;
 

@@ -103,3 +103,44 @@ TEST(StreamSinkGathering, NothingAfterTheStreamFails) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(StreamSinkGathering, WholeLinesMakeOneWritePerDiagnostic) {
+    WriteLog log;
+    std::ostream stream(&log);
+    ErrFormat engine("\n|\t");
+    StreamFormatOut out(stream, engine);
+    out.gatherWholeLines(true);
+    ErrorCounter errors(out, "tnm");
+    errors.warning("In file %s:%Csection \"%s\"(#%d)", "lib.a(m.o)", ".x", 8);
+    errors.error("bad %s", "y");
+    ASSERT_EQ(log.writes.size(), 2u);
+    EXPECT_EQ(log.writes[0], "[tnm] (Warning) In file lib.a(m.o):\n|\tsection \".x\"(#8)\n");
+    EXPECT_EQ(log.writes[1], "[tnm] bad y\n");
+
+    // A partial line waits for its end, or for an explicit flush.
+    out.print("partial %d", 1);
+    EXPECT_EQ(log.writes.size(), 2u);
+    out.print(" more\n");
+    ASSERT_EQ(log.writes.size(), 3u);
+    EXPECT_EQ(log.writes[2], "partial 1 more\n");
+    out.print("tail");
+    out.flush();
+    ASSERT_EQ(log.writes.size(), 4u);
+    EXPECT_EQ(log.writes[3], "tail");
+}
+
+TEST(StreamSinkGathering, WholeLinesLongerThanTheBufferStillArrive) {
+    WriteLog log;
+    std::ostream stream(&log);
+    StreamFormatOut out(stream, defaultPrintfFormat());
+    out.gatherWholeLines(true);
+    std::string longText(2500, 'q');
+    out.print("[x] ");
+    out.print("%s", longText.c_str());
+    out.print("\n");
+    EXPECT_EQ(log.all(), "[x] " + longText + "\n");
+}
+
+} // namespace
