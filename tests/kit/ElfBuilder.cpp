@@ -72,14 +72,14 @@ ElfBuilder &ElfBuilder::flags(uint32_t eFlags) {
 
 ElfBuilder &ElfBuilder::section(const std::string &name, uint32_t type, uint32_t flags,
                                 std::vector<uint8_t> contents, uint32_t size) {
-    SectionSpec spec;
-    spec.name = name;
-    spec.header.sh_type = type;
-    spec.header.sh_flags = flags;
-    spec.header.sh_addralign = 4;
-    spec.header.sh_size = type == SHT_NOBITS ? size : static_cast<uint32_t>(contents.size());
-    if (type != SHT_NOBITS) spec.contents = std::move(contents);
-    sections.push_back(std::move(spec));
+    SectionPlan plan;
+    plan.name = name;
+    plan.header.sh_type = type;
+    plan.header.sh_flags = flags;
+    plan.header.sh_addralign = 4;
+    plan.header.sh_size = type == SHT_NOBITS ? size : static_cast<uint32_t>(contents.size());
+    if (type != SHT_NOBITS) plan.contents = std::move(contents);
+    sections.push_back(std::move(plan));
     return *this;
 }
 
@@ -113,14 +113,14 @@ ElfBuilder &ElfBuilder::symbol(const std::string &name, uint32_t value, uint32_t
 
 ElfBuilder &ElfBuilder::symbol(const std::string &name, uint32_t value, uint32_t size,
                                uint8_t binding, uint8_t type, uint16_t shndx, uint8_t other) {
-    SymbolSpec spec;
-    spec.name = name;
-    spec.raw.st_value = value;
-    spec.raw.st_size = size;
-    spec.raw.st_info = elfSymbolInfo(binding, type);
-    spec.raw.st_other = other;
-    spec.raw.st_shndx = shndx;
-    symbols.push_back(std::move(spec));
+    SymbolPlan plan;
+    plan.name = name;
+    plan.raw.st_value = value;
+    plan.raw.st_size = size;
+    plan.raw.st_info = elfSymbolInfo(binding, type);
+    plan.raw.st_other = other;
+    plan.raw.st_shndx = shndx;
+    symbols.push_back(std::move(plan));
     return *this;
 }
 
@@ -179,9 +179,9 @@ uint32_t ElfBuilder::indexOf(const std::string &name) const {
 }
 
 std::vector<uint8_t> ElfBuilder::build() const {
-    std::vector<SectionSpec> all;
-    all.push_back(SectionSpec{});
-    for (const SectionSpec &s : sections)
+    std::vector<SectionPlan> all;
+    all.push_back(SectionPlan{});
+    for (const SectionPlan &s : sections)
         all.push_back(s);
 
     std::vector<uint8_t> strings{0};
@@ -191,7 +191,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
         std::vector<uint8_t> table(16, 0);
         uint32_t firstGlobal = 0;
         uint32_t index = 1;
-        for (const SymbolSpec &s : symbols) {
+        for (const SymbolPlan &s : symbols) {
             Elf32_Sym raw = s.raw;
             raw.st_name = addString(strings, s.name);
             if (!s.section.empty()) raw.st_shndx = static_cast<uint16_t>(indexOf(s.section));
@@ -201,7 +201,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
             table.insert(table.end(), record, record + 16);
             ++index;
         }
-        SectionSpec symtab;
+        SectionPlan symtab;
         symtab.name = dynamic ? ".dynsym" : ".symtab";
         symtab.header.sh_type = dynamic ? SHT_DYNSYM : SHT_SYMTAB;
         symtab.header.sh_entsize = 16;
@@ -210,7 +210,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
         symtab.header.sh_link = static_cast<uint32_t>(all.size() + 1);
         symtab.contents = std::move(table);
         all.push_back(std::move(symtab));
-        SectionSpec strtab;
+        SectionPlan strtab;
         strtab.name = dynamic ? ".dynstr" : ".strtab";
         strtab.header.sh_type = SHT_STRTAB;
         strtab.header.sh_addralign = 1;
@@ -219,7 +219,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
     }
     uint32_t dynamicIndex = 0;
     if (!sonameText.empty()) {
-        SectionSpec dyn;
+        SectionPlan dyn;
         dyn.name = ".dynamic";
         dyn.header.sh_type = SHT_DYNAMIC;
         dyn.header.sh_entsize = 8;
@@ -228,9 +228,9 @@ std::vector<uint8_t> ElfBuilder::build() const {
         all.push_back(std::move(dyn));
     }
     std::vector<uint8_t> names{0};
-    for (SectionSpec &s : all)
+    for (SectionPlan &s : all)
         s.header.sh_name = addString(names, s.name);
-    SectionSpec shstrtab;
+    SectionPlan shstrtab;
     shstrtab.name = ".shstrtab";
     shstrtab.header.sh_type = SHT_STRTAB;
     shstrtab.header.sh_addralign = 1;
@@ -248,7 +248,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
         h.e_phentsize = 32;
         offset += 64;
     }
-    for (SectionSpec &s : all) {
+    for (SectionPlan &s : all) {
         if (&s == &all[0]) continue;
         offset = align4(offset);
         s.header.sh_offset = offset;
@@ -265,7 +265,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
     // The table stays where the layout put it, whatever a patch claims.
     const uint32_t tableAt = h.e_shoff;
     std::vector<uint32_t> placedAt;
-    for (const SectionSpec &s : all)
+    for (const SectionPlan &s : all)
         placedAt.push_back(s.header.sh_offset);
     for (auto &[name, patch] : namedPatches)
         patch(all[indexOf(name)].header);
@@ -292,7 +292,7 @@ std::vector<uint8_t> ElfBuilder::build() const {
     w.put16(50, h.e_shstrndx);
 
     for (size_t i = 1; i < all.size(); ++i) {
-        const SectionSpec &s = all[i];
+        const SectionPlan &s = all[i];
         if (s.contents.empty() || s.header.sh_type == SHT_NOBITS) continue;
         uint32_t at = placedAt[i];
         if (s.header.sh_type == SHT_SYMTAB || s.header.sh_type == SHT_DYNSYM) {

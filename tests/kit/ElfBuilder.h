@@ -67,13 +67,13 @@ public:
     std::vector<uint8_t> build() const;
 
 private:
-    struct SectionSpec {
+    struct SectionPlan {
         std::string name;
         Elf32_Shdr header{};
         std::vector<uint8_t> contents;
         std::string linkName, infoName;
     };
-    struct SymbolSpec {
+    struct SymbolPlan {
         std::string name;
         Elf32_Sym raw{};
         std::string section;
@@ -81,8 +81,8 @@ private:
 
     ByteOrder order;
     Elf32_Ehdr header{};
-    std::vector<SectionSpec> sections;
-    std::vector<SymbolSpec> symbols;
+    std::vector<SectionPlan> sections;
+    std::vector<SymbolPlan> symbols;
     bool dynamic = false;
     bool symbolTable = true;
     std::string sonameText;
