@@ -116,9 +116,11 @@ int main(int argc, char **argv) {
     if (withIndex) library.symbolTable(std::move(index));
     for (uint32_t m = 0; m < members; ++m) {
         char name[32];
-        // Every tenth member has a name too long for the header, so the
-        // library has a long-name table as real ones do.
-        if (m % 10 == 9)
+        // With an index, every tenth member has a name too long for the
+        // header, so the library has a long-name table as real ones do.  A
+        // reader takes the first "/"-named member for the index, so a
+        // library without one keeps to short names (no "//" member first).
+        if (withIndex && m % 10 == 9)
             snprintf(name, sizeof name, "synthetic_member_%05u.o", m);
         else
             snprintf(name, sizeof name, "m%05u.o", m);
