@@ -113,12 +113,16 @@ void ElfObjectFileFromInput::read(Pass &pass) {
     makeSymbolTable(pass, symbolIndex);
     if (isSharedObject()) return;
 
+    // A program section may carry the strings it refers to in a string
+    // table of its own; that table becomes a section with contents too.
     if (pass.linkedStringTables) {
         for (uint32_t i = 0; i < pass.shnum; ++i) {
             const Elf32_Shdr &h = pass.table[i];
             if (!sections[i] || h.sh_type != SHT_PROGBITS || h.sh_link == 0) continue;
-            if (pass.table[h.sh_link].sh_type == SHT_STRTAB && !sections[h.sh_link])
-                makeStringTable(pass, h.sh_link);
+            uint32_t link = h.sh_link;
+            if (pass.table[link].sh_type == SHT_STRTAB && !sections[link])
+                sections[link] = std::make_unique<ElfSectionFromFile>(
+                    pass.nameOf(link), pass.table[link], this, pass.reader, pass.errorContext);
         }
     }
 

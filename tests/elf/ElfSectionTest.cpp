@@ -408,3 +408,26 @@ TEST(ElfImports, RecordsAreCheckedAgainstTheirStringTable) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(ElfLinkedStrings, AProgramSectionsOwnStringTableBecomesAContentSection) {
+    CapturingErrors errors;
+    auto object = loadElf(ElfBuilder()
+                              .section(".stab", SHT_PROGBITS, 0, bytes(12))
+                              .link(".stabstr")
+                              .section(".stabstr", SHT_STRTAB, 0, {0, 'x', 0})
+                              .symbol("s", 0, 0, STB_GLOBAL, STT_NOTYPE, SHN_ABS)
+                              .build(),
+                          errors);
+    ASSERT_NE(object, nullptr);
+    EXPECT_TRUE(errors.reports.empty());
+    ElfSection *strings = object->sectionAt(2);
+    ASSERT_NE(strings, nullptr);
+    EXPECT_EQ(strings->asStrtab(), nullptr);
+    EXPECT_TRUE(strings->isContentSection());
+    EXPECT_EQ(object->sectionAt(1)->elfHeader()->sh_link, 2u);
+    EXPECT_EQ(object->sectionCount(), 2u);
+}
+
+} // namespace
