@@ -27,7 +27,7 @@ public:
     static void formatObject(va_list *args, const FormatSpec &spec, FormatSink &sink,
                              Format &engine);
 
-    // Writes `text` of `length` bytes padded to the spec's width.
+    // Writes `text` of `length` bytes padded to the directive's width.
     static void writePadded(const FormatSpec &spec, FormatSink &sink, const char *text,
                             int32_t length);
     // The string rule shared by "%s", "%O" and "%C": precision above 0 cuts
