@@ -1,11 +1,19 @@
 #include "support/error.h"
 
+#include "support/new.h"
 #include "support/pformat.h"
 
 #include <cstdlib>
 
 namespace {
 FatalExitHook fatalExitHook = nullptr;
+
+// The program's operator new and operator delete live in new.cpp, which
+// nothing names.  When a shared library on the link line defines them first
+// (the sanitizers' run-time does), the linker would leave new.cpp out of the
+// static library; this reference brings it in wherever errors are reported,
+// which is every program of the system.
+__attribute__((used)) void (*const linkTheAllocator)() = readHeapEnvironment;
 } // namespace
 
 FatalExitHook setFatalExitHook(FatalExitHook hook) {
