@@ -61,47 +61,71 @@ const char *typeWord(SymbolType type) {
     }
 }
 
-// Every radix gives an 11-character field, so the columns behind it stay in
-// line with the column header.
-void printValue(uint32_t value) {
+// Each row is one printf call: the value field, the columns of the layout
+// and the name part in a single format, so that a library of thousands of
+// members costs one formatting pass per row.  Every radix gives an
+// 11-character value field ("%11o", "%11d", or "%08x" and three blanks), so
+// the columns behind it stay in line with the column header.  The name part
+// is the name and a new line, or with -A the name through "%-24s ", then the
+// file's display name; without -A that last argument is passed and ignored.
+//
+// Indexed by [radix: octal, decimal, hex][appendFileName].
+const char *const fullRowFormats[3][2] = {
+    {"%11o %5d %-7s %c%-5s %-8s %s\n", "%11o %5d %-7s %c%-5s %-8s %-24s %s\n"},
+    {"%11d %5d %-7s %c%-5s %-8s %s\n", "%11d %5d %-7s %c%-5s %-8s %-24s %s\n"},
+    {"%08x    %5d %-7s %c%-5s %-8s %s\n", "%08x    %5d %-7s %c%-5s %-8s %-24s %s\n"},
+};
+const char *const parsableRowFormats[3][2] = {
+    {"%11o %-3s %s\n", "%11o %-3s %-24s %s\n"},
+    {"%11d %-3s %s\n", "%11d %-3s %-24s %s\n"},
+    {"%08x    %-3s %s\n", "%08x    %-3s %-24s %s\n"},
+};
+const char *const undefinedRowFormats[2] = {"    %s\n", "    %-24s %s\n"};
+
+int radixIndex() {
     switch (nmOptions.valueRadix) {
     case radixOctal:
-        printf("%11o", value);
-        break;
+        return 0;
     case radixDecimal:
-        printf("%11d", static_cast<int32_t>(value));
-        break;
+        return 1;
     default:
-        printf("%08x   ", value);
-        break;
+        return 2;
     }
 }
 
-// The end of every row: the name, and with -A the file's display name.
-void printNamePart(Symbol &symbol, const char *fileDisplayName) {
-    if (nmOptions.appendFileName)
-        printf("%-24s %s\n", displayName(symbol), fileDisplayName);
-    else
-        puts(displayName(symbol));
-}
-
 void printFullRow(Symbol &symbol, const char *fileDisplayName) {
-    printValue(symbol.value());
-    printf(" %5d %-7s %c%-5s %-8s ", static_cast<int32_t>(symbol.size()),
-           bindingWord(symbol.binding()), symbol.other() == 0xF0 ? 'm' : ' ',
-           typeWord(symbol.type()), sectionColumn(symbol));
-    printNamePart(symbol, fileDisplayName);
+    int radix = radixIndex();
+    const char *format = fullRowFormats[radix][nmOptions.appendFileName ? 1 : 0];
+    uint32_t value = symbol.value();
+    int32_t size = static_cast<int32_t>(symbol.size());
+    const char *binding = bindingWord(symbol.binding());
+    int flag = symbol.other() == 0xF0 ? 'm' : ' ';
+    const char *type = typeWord(symbol.type());
+    const char *section = sectionColumn(symbol);
+    const char *name = displayName(symbol);
+    // "%11d" shows the value as a signed number; the others as unsigned.
+    if (radix == 1)
+        printf(format, static_cast<int32_t>(value), size, binding, flag, type, section, name,
+               fileDisplayName);
+    else
+        printf(format, value, size, binding, flag, type, section, name, fileDisplayName);
 }
 
 void printParsableRow(Symbol &symbol, const char *fileDisplayName) {
-    printValue(symbol.value());
-    printf(" %-3s ", typeLetter(symbol));
-    printNamePart(symbol, fileDisplayName);
+    int radix = radixIndex();
+    const char *format = parsableRowFormats[radix][nmOptions.appendFileName ? 1 : 0];
+    uint32_t value = symbol.value();
+    const char *letter = typeLetter(symbol);
+    const char *name = displayName(symbol);
+    if (radix == 1)
+        printf(format, static_cast<int32_t>(value), letter, name, fileDisplayName);
+    else
+        printf(format, value, letter, name, fileDisplayName);
 }
 
 void printUndefinedRow(Symbol &symbol, const char *fileDisplayName) {
-    fputs("    ", stdout);
-    printNamePart(symbol, fileDisplayName);
+    printf(undefinedRowFormats[nmOptions.appendFileName ? 1 : 0], displayName(symbol),
+           fileDisplayName);
 }
 
 bool isAsciiAlnum(unsigned char c) {
