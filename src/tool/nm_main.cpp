@@ -19,8 +19,11 @@ NmOptions nmOptions;
 
 namespace {
 
-// Standard output's buffer when it goes to a file or a pipe.
+// Standard output's buffer when it goes to a file or a pipe.  The C library
+// takes the size given to setvbuf only together with a buffer of the
+// caller's: with none it allocates its own of the file's block size.
 constexpr size_t stdoutBufferSize = 64 * 1024;
+char stdoutBuffer[stdoutBufferSize];
 
 const char bannerText[] = "Tolvane Object File Symbol Display Utility v1.9\n"
                           "Copyright (c) 2026 Tolvane. All rights reserved.\n";
@@ -161,7 +164,7 @@ int nmMain(int argc, char **argv) {
     // buffered in large blocks: a library of thousands of members then costs
     // a few hundred writes, not one or more per member.
     std::cerr.tie(nullptr);
-    if (!isatty(STDOUT_FILENO)) setvbuf(stdout, nullptr, _IOFBF, stdoutBufferSize);
+    if (!isatty(STDOUT_FILENO)) setvbuf(stdout, stdoutBuffer, _IOFBF, stdoutBufferSize);
     ErrFormat errFormat("\n|\t");
     StreamFormatOut errorOut(std::cerr, errFormat);
     // Each diagnostic reaches standard error whole, in one write.

@@ -1,7 +1,7 @@
 // Standard output is fully buffered when it is not a terminal, and a
 // diagnostic on standard error does not flush it: with both streams on one
 // pipe, the diagnostics of a short run come before the whole listing, even
-// those about files named after the listed one.
+// those about files named after the listed ones.
 #include "kit/RunTool.h"
 
 #include <gtest/gtest.h>
@@ -30,18 +30,25 @@ TEST(OutputBuffering, DiagnosticsDoNotFlushTheListing) {
         ToolResult alone = runShell(std::string(c.options) + " '" + listed + "'");
         ASSERT_EQ(alone.status, 0);
         ASSERT_FALSE(alone.out.empty());
-        ToolResult merged = runShell(std::string(c.options) + " '" + listed + "' " + c.missing +
-                                         " '" + listed + "'",
-                                     "2>&1");
+        // Twenty listings before the missing file: some 19 KB, more than a
+        // default 4 KB buffer and less than the 64 KB one.
+        std::string before;
+        for (int i = 0; i < 20; ++i)
+            before += " '" + listed + "'";
+        ToolResult merged = runShell(
+            std::string(c.options) + before + " " + c.missing + " '" + listed + "'", "2>&1");
         EXPECT_EQ(merged.status, 1) << c.options;
-        // The diagnostic about the second file stands first, the listings of
-        // the first and third files behind it, each whole.
+        // The diagnostic about the missing file stands first, all the
+        // listings behind it, each whole.
         EXPECT_EQ(merged.out.rfind("[tnm] ", 0), 0u) << merged.out.substr(0, 200);
         size_t listingStart = merged.out.find("\n" + listed + ":\n");
         ASSERT_NE(listingStart, std::string::npos);
         EXPECT_NE(merged.out.substr(0, listingStart).find(c.missing), std::string::npos);
         std::string listings = merged.out.substr(listingStart);
-        EXPECT_EQ(listings, alone.out + alone.out) << c.options;
+        std::string expected;
+        for (int i = 0; i < 21; ++i)
+            expected += alone.out;
+        EXPECT_EQ(listings, expected) << c.options;
         EXPECT_EQ(listings.find("[tnm]"), std::string::npos);
     }
 }
