@@ -86,8 +86,10 @@ bool Elf32Reader::readAt(void *buffer, uint32_t offset, uint32_t size) {
         status = elfSeekFailed;
         return false;
     }
+    // A window may claim more bytes than the file holds (a library member
+    // whose header says so): a short read there is damage as well.
     file->read(buffer, size);
-    if (file->status & (InputFile::failBit | InputFile::badBit)) {
+    if (file->status & (InputFile::failBit | InputFile::badBit | InputFile::eofBit)) {
         status = elfReadFailed;
         return false;
     }

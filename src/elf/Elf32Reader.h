@@ -4,9 +4,10 @@
 //
 // The reader reports nothing itself: an operation that fails returns null or
 // false and leaves the reason in `status`, and the caller words the message.
-// Reads that would pass the end of the input are refused as failed reads, so
-// a damaged count or offset never leads to a huge allocation or to bytes that
-// the file does not hold.
+// Reads that would pass the end of the input are refused as failed reads,
+// and a read cut short by the end of the file fails too, so a damaged count
+// or offset never leads to a huge allocation or to bytes that the file does
+// not hold: the callers report such a file as damaged.
 #pragma once
 
 #include "elf/ElfRecords.h"

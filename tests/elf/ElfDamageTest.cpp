@@ -2,6 +2,7 @@
 // reading stops, gives the file up, or goes on as it should.
 #include "ElfTestSupport.h"
 #include "elf/ElfSymtabSection.h"
+#include "input/FileName.h"
 #include "kit/ElfBuilder.h"
 
 #include <gtest/gtest.h>
@@ -275,6 +276,39 @@ TEST(ElfRobustness, RandomDamageNeverCrashes) {
             }
         }
     }
+}
+
+} // namespace
+
+namespace {
+
+// A library member whose header claims more bytes than the library holds:
+// contents that reach into the missing part are damage, not zeros.
+TEST(ElfRepairs, MemberCutShortByTheEndOfTheLibrary) {
+    ElfBuilder builder = plain();
+    std::vector<uint8_t> image = builder.build();
+    uint32_t dataOffset = 0;
+    {
+        CapturingErrors errors;
+        auto whole = loadElf(image, errors);
+        ASSERT_NE(whole, nullptr);
+        dataOffset = whole->sectionAt(2)->fileOffset();
+    }
+    uint32_t claimed = static_cast<uint32_t>(image.size()) + 64;
+    std::vector<uint8_t> damaged =
+        plain()
+            .patchSection(".data", [&](Elf32_Shdr &h) { h.sh_size = claimed - dataOffset; })
+            .build();
+    auto library = inputOf(damaged, "lib.a");
+    const FileName &memberName =
+        FileName::keep(std::make_unique<ArchiveMemberName>(&library->fileName, "m.o", 0, claimed));
+    CapturingErrors errors;
+    InputFile member(memberName, errors, *library);
+    ASSERT_EQ(member.length, claimed);
+    ElfObjectFileFromInput object(member, errors);
+    EXPECT_FALSE(object.isUsable());
+    EXPECT_EQ(errors.reports,
+              (std::vector<std::string>{"E: Can't read data of section .data in lib.a(m.o)"}));
 }
 
 } // namespace
