@@ -31,6 +31,9 @@ struct CliCase {
     bool goesOn; // good.o behind the damaged file is still listed
 };
 
+// Test names show the case's words, never the bytes of its callback.
+void PrintTo(const CliCase &c, std::ostream *os) { *os << c.what; }
+
 class ElfDamageCli : public ::testing::TestWithParam<CliCase> {};
 
 TEST_P(ElfDamageCli, MessageSeverityAndWhetherTheRunGoesOn) {
