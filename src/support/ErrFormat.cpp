@@ -17,9 +17,9 @@ ErrFormat *ErrFormat::asErrFormat() {
     return this;
 }
 
-void ErrFormat::formatContinuation(va_list *, const FormatSpec &spec, FormatSink &sink,
+void ErrFormat::formatContinuation(va_list *, const FormatSpec &field, FormatSink &sink,
                                    Format &engine) {
     ErrFormat *self = engine.asErrFormat();
     if (!self) botch("ErrFormat::formatContinuation called by another engine");
-    writeString(spec, sink, self->continuation());
+    writeString(field, sink, self->continuation());
 }

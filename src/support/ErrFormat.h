@@ -19,7 +19,7 @@ public:
 
     const char *continuation() const { return continuationText.get(); }
 
-    static void formatContinuation(va_list *args, const FormatSpec &spec, FormatSink &sink,
+    static void formatContinuation(va_list *args, const FormatSpec &field, FormatSink &sink,
                                    Format &engine);
 
 private:

@@ -94,18 +94,18 @@ int32_t Format::format(FormatSink &sink, const char *text, va_list args) {
             p = q + 1;
             continue;
         }
-        FormatSpec spec;
+        FormatSpec field;
         for (;; ++q) {
             if (*q == ' ')
-                spec.spaceSign = true;
+                field.spaceSign = true;
             else if (*q == '#')
-                spec.alternate = true;
+                field.alternate = true;
             else if (*q == '+')
-                spec.plusSign = true;
+                field.plusSign = true;
             else if (*q == '-')
-                spec.leftAlign = true;
+                field.leftAlign = true;
             else if (*q == '0')
-                spec.zeroFill = true;
+                field.zeroFill = true;
             else
                 break;
         }
@@ -114,27 +114,27 @@ int32_t Format::format(FormatSink &sink, const char *text, va_list args) {
             // in the C library.
             int32_t w = va_arg(cursor, int32_t);
             if (w < 0) {
-                spec.leftAlign = true;
+                field.leftAlign = true;
                 w = w == INT32_MIN ? INT32_MAX : -w;
             }
-            spec.width = w;
+            field.width = w;
             ++q;
         } else {
-            spec.width = readNumber(q);
+            field.width = readNumber(q);
         }
         if (*q == '.') {
             ++q;
             if (*q == '*') {
                 int32_t prec = va_arg(cursor, int32_t);
-                spec.precision = prec < 0 ? -1 : prec;
+                field.precision = prec < 0 ? -1 : prec;
                 ++q;
             } else if (*q >= '0' && *q <= '9') {
-                spec.precision = readNumber(q);
+                field.precision = readNumber(q);
             }
         }
         int mi = letterIndex(*q);
         if (mi >= 0 && modifiers[mi]) {
-            spec.modifier = *q;
+            field.modifier = *q;
             ++q;
         }
         if (*q == 0) {
@@ -144,14 +144,14 @@ int32_t Format::format(FormatSink &sink, const char *text, va_list args) {
             p = q;
             break;
         }
-        spec.directive = *q;
+        field.directive = *q;
         int di = letterIndex(*q);
         if (di >= 0 && handlers[di]) {
-            handlers[di](&cursor, spec, sink, *this);
+            handlers[di](&cursor, field, sink, *this);
         } else {
             // Kept on the stack rather than in one shared buffer, so that
             // the engine stays reentrant.
-            char unknown[5] = {'?', spec.modifier ? spec.modifier : '?', *q, '?', '?'};
+            char unknown[5] = {'?', field.modifier ? field.modifier : '?', *q, '?', '?'};
             put(sink, unknown, 5);
         }
         p = q + 1;

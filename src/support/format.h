@@ -58,7 +58,7 @@ public:
 
 // A directive handler.  `args` is the argument cursor, which the handler
 // advances by what it uses.
-using FormatHandler = void (*)(va_list *args, const FormatSpec &spec, FormatSink &sink,
+using FormatHandler = void (*)(va_list *args, const FormatSpec &field, FormatSink &sink,
                                Format &engine);
 
 class Format {

@@ -25,49 +25,53 @@ PrintfFormat &defaultPrintfFormat() {
     return engine;
 }
 
-void PrintfFormat::writePadded(const FormatSpec &spec, FormatSink &sink, const char *text,
+void PrintfFormat::writePadded(const FormatSpec &field, FormatSink &sink, const char *text,
                                int32_t length) {
-    int32_t pad = spec.width > length ? spec.width - length : 0;
-    if (!spec.leftAlign) putBlanks(sink, pad);
+    int32_t pad = field.width > length ? field.width - length : 0;
+    if (!field.leftAlign) putBlanks(sink, pad);
     put(sink, text, length);
-    if (spec.leftAlign) putBlanks(sink, pad);
+    if (field.leftAlign) putBlanks(sink, pad);
 }
 
-void PrintfFormat::writeString(const FormatSpec &spec, FormatSink &sink, const char *text) {
+void PrintfFormat::writeString(const FormatSpec &field, FormatSink &sink, const char *text) {
     int32_t length;
-    if (spec.precision > 0) {
-        const void *nul = memchr(text, 0, static_cast<size_t>(spec.precision));
-        length = nul ? static_cast<int32_t>(static_cast<const char *>(nul) - text) : spec.precision;
+    if (field.precision > 0) {
+        const void *nul = memchr(text, 0, static_cast<size_t>(field.precision));
+        length =
+            nul ? static_cast<int32_t>(static_cast<const char *>(nul) - text) : field.precision;
     } else {
         length = static_cast<int32_t>(strlen(text));
     }
-    writePadded(spec, sink, text, length);
+    writePadded(field, sink, text, length);
 }
 
-void PrintfFormat::formatString(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+void PrintfFormat::formatString(va_list *args, const FormatSpec &field, FormatSink &sink,
+                                Format &) {
     const char *text = va_arg(*args, const char *);
     if (!text) {
         put(sink, "(null)", 6);
         return;
     }
-    writeString(spec, sink, text);
+    writeString(field, sink, text);
 }
 
-void PrintfFormat::formatObject(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+void PrintfFormat::formatObject(va_list *args, const FormatSpec &field, FormatSink &sink,
+                                Format &) {
     const Printable *object = va_arg(*args, const Printable *);
     const char *text = object ? object->printableText() : nullptr;
-    writeString(spec, sink, text ? text : "<NULL>");
+    writeString(field, sink, text ? text : "<NULL>");
 }
 
-void PrintfFormat::formatChar(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+void PrintfFormat::formatChar(va_list *args, const FormatSpec &field, FormatSink &sink, Format &) {
     char c = static_cast<char>(va_arg(*args, int));
-    writePadded(spec, sink, &c, 1);
+    writePadded(field, sink, &c, 1);
 }
 
-void PrintfFormat::formatNumber(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &) {
+void PrintfFormat::formatNumber(va_list *args, const FormatSpec &field, FormatSink &sink,
+                                Format &) {
     uint32_t base = 10;
     const char *digitSet = "0123456789abcdef";
-    switch (spec.directive) {
+    switch (field.directive) {
     case 'x':
         base = 16;
         break;
@@ -83,7 +87,7 @@ void PrintfFormat::formatNumber(va_list *args, const FormatSpec &spec, FormatSin
     }
     bool negative = false;
     uint32_t value;
-    if (spec.directive == 'd') {
+    if (field.directive == 'd') {
         int32_t s = va_arg(*args, int32_t);
         negative = s < 0;
         value = negative ? 0u - static_cast<uint32_t>(s) : static_cast<uint32_t>(s);
@@ -102,18 +106,18 @@ void PrintfFormat::formatNumber(va_list *args, const FormatSpec &spec, FormatSin
         *--p = digitSet[value % base];
         value /= base;
     } while (value);
-    while (end - p < spec.precision && p > work + reserve)
+    while (end - p < field.precision && p > work + reserve)
         *--p = '0';
 
-    char sign = negative ? '-' : spec.plusSign ? '+' : spec.spaceSign ? ' ' : 0;
-    bool prefix = spec.alternate && base == 16;
-    int32_t pad = spec.width - static_cast<int32_t>(end - p);
+    char sign = negative ? '-' : field.plusSign ? '+' : field.spaceSign ? ' ' : 0;
+    bool prefix = field.alternate && base == 16;
+    int32_t pad = field.width - static_cast<int32_t>(end - p);
     int32_t blanksInFront = 0;
-    if (!spec.leftAlign && pad > 0) {
+    if (!field.leftAlign && pad > 0) {
         if (sign) --pad;
         if (prefix) pad -= 2;
         if (pad > 0) {
-            if (spec.zeroFill) {
+            if (field.zeroFill) {
                 while (pad > 0 && p > work + reserve) {
                     *--p = '0';
                     --pad;
@@ -124,7 +128,7 @@ void PrintfFormat::formatNumber(va_list *args, const FormatSpec &spec, FormatSin
         }
     }
     if (prefix) {
-        *--p = spec.directive == 'X' ? 'X' : 'x';
+        *--p = field.directive == 'X' ? 'X' : 'x';
         *--p = '0';
     }
     if (sign) *--p = sign;
@@ -132,5 +136,5 @@ void PrintfFormat::formatNumber(va_list *args, const FormatSpec &spec, FormatSin
     put(sink, p, static_cast<int32_t>(end - p));
     // Left-aligned, the pad was measured on the digits alone, so a sign or a
     // prefix widens the field beyond the width.
-    if (spec.leftAlign && pad > 0) putBlanks(sink, pad);
+    if (field.leftAlign && pad > 0) putBlanks(sink, pad);
 }

@@ -19,20 +19,21 @@ public:
     PrintfFormat *asPrintfFormat() override;
 
     // The handlers, open to engines that derive from this one.
-    static void formatNumber(va_list *args, const FormatSpec &spec, FormatSink &sink,
+    static void formatNumber(va_list *args, const FormatSpec &field, FormatSink &sink,
                              Format &engine);
-    static void formatString(va_list *args, const FormatSpec &spec, FormatSink &sink,
+    static void formatString(va_list *args, const FormatSpec &field, FormatSink &sink,
                              Format &engine);
-    static void formatChar(va_list *args, const FormatSpec &spec, FormatSink &sink, Format &engine);
-    static void formatObject(va_list *args, const FormatSpec &spec, FormatSink &sink,
+    static void formatChar(va_list *args, const FormatSpec &field, FormatSink &sink,
+                           Format &engine);
+    static void formatObject(va_list *args, const FormatSpec &field, FormatSink &sink,
                              Format &engine);
 
     // Writes `text` of `length` bytes padded to the directive's width.
-    static void writePadded(const FormatSpec &spec, FormatSink &sink, const char *text,
+    static void writePadded(const FormatSpec &field, FormatSink &sink, const char *text,
                             int32_t length);
     // The string rule shared by "%s", "%O" and "%C": precision above 0 cuts
     // at the first NUL within that many bytes, then the width pads.
-    static void writeString(const FormatSpec &spec, FormatSink &sink, const char *text);
+    static void writeString(const FormatSpec &field, FormatSink &sink, const char *text);
 };
 
 PrintfFormat &defaultPrintfFormat();
