@@ -316,6 +316,62 @@ Undefined symbols from i386-mangled.o:
     void g(int)
 )",
      ""},
+    // Every demangled name is distinct here, so the unstable sort still
+    // gives one order: by the demangled text behind its leading non-letters.
+    {"demangled and sorted by name, three manglings",
+     {"-q", "-C", "-p", "-n", "i386-mangled.o"},
+     R"(
+i386-mangled.o:
+Value     Type  Name
+00000010    D   Bar::[virtual table] 3Foo
+00000024    D   Bar::[virtual table] Foo
+0000001c    D   Bar::count
+00000004    C   Bar::pool
+00000060    T   Bar::print(const char*,...)
+00000000    T   Foo::Foo(void)
+00000000    D   Foo::__vt
+00000010    T   Foo::area(void)const 
+00000018    T   Foo::draw(int)
+00000000    B   Foo::instances
+00000030    T   Foo::m(int)const volatile 
+00000020    D   Foo::name
+00000088    T   Foo::name(int)
+00000020    T   Foo::operator +(const Foo&)
+00000028    T   Foo::operator =(const Foo&)
+00000098    T   Foo::operator int
+00000008    T   Foo::~Foo(void)
+00000058    T   Yield_12
+00000070    T   __alloc__Fv
+00000078    T   __am(void)
+000000d8    t   cache(void)
+00000030    d   call_table
+00000048    T   foo(int) of bar(void)
+00000038    T   foo(void)
+00000040    T   foo_(void)
+00000090    T   int Foo::operator *(int)
+000000e8    T   main
+00000000    F   mangled.s
+00000068    T   __mod_I__abc
+000000a8    T   operator  delete(void*)
+00000000    U   operator delete(void*)
+00000000    U   operator new(unsigned int)
+00000000    U   printf@@VERS_2.0
+00000018    D   static Foo::x
+000000e0    t   __sti__mangled_s_
+00000000    S   .text
+000000c0    T   typeinfo::Type_info::bar(char*)
+000000c8    T   void Foo::f(int)
+00000080    T   void Foo::name(int)
+000000d0    T   void f(char&)
+000000b0    T   void f(int,char&)
+000000b8    T   void f(int,int,int,int)
+00000000    U   void g(int)
+00000000    U   void helper(int)
+000000a0    T   void* operator  new(unsigned int)
+0000002c    D   x__in3Foo
+00000050    T   y(long) of x(char) of foo(int)
+)",
+     ""},
 };
 
 TEST(CorpusListing, WholeOutputs) {
