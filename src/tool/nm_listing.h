@@ -3,8 +3,8 @@
 // run's options (tool/nm_main.h) choose.  A plain object file and each member
 // of a library come here alike.
 //
-// Rows are written with the standard library's printf, so that a long listing
-// costs one buffered stream and no formatting engine of our own.
+// Rows are formatted by hand into a line buffer and written to the buffered
+// standard output (stdio), in the fields of these printf formats:
 //
 //   full      "%08x   " value, " %5d %-7s %c%-5s %-8s " size, binding, "m" flag,
 //             type, section, then the name
