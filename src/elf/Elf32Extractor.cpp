@@ -184,10 +184,18 @@ std::unique_ptr<std::vector<VerDef>> Elf32Extractor::readVersionDefinitions(cons
     if (!bytes) return nullptr;
     std::unique_ptr<ElfStringBlock> strings = linkedStrings(h);
     auto result = std::make_unique<std::vector<VerDef>>(size_t(h.sh_info) + 1);
+    // Every name has an auxiliary record of its own in a sound section, so
+    // the section holds at most sh_size / 8 names in all.  A record that
+    // claims more names than are left of that budget is damaged: it keeps
+    // only as many as the budget allows, so that damaged counts never make
+    // a huge number of strings.
+    uint32_t nameBudget = h.sh_size / sizeof(Elf32_Verdaux);
     uint32_t offset = 0;
     for (uint32_t step = 0; step < h.sh_info; ++step) {
         Elf32_Verdef record;
         if (!recordAt(bytes.get(), h.sh_size, offset, reader.swap, record)) break;
+        if (record.vd_cnt > nameBudget) record.vd_cnt = static_cast<uint16_t>(nameBudget);
+        nameBudget -= record.vd_cnt;
         auto names = std::make_unique<std::string[]>(record.vd_cnt);
         uint32_t aux = offset;
         bool inside = record.vd_aux <= h.sh_size - offset;
@@ -226,6 +234,10 @@ std::unique_ptr<std::vector<VerNeed>> Elf32Extractor::readVersionRequirements(co
     std::unique_ptr<ElfStringBlock> strings = linkedStrings(h);
     auto result = std::make_unique<std::vector<VerNeed>>();
     result->reserve(h.sh_info);
+    // As for the definitions: the section holds at most sh_size / 16
+    // auxiliary records in all, and a damaged count keeps only what is left
+    // of that budget.
+    uint32_t auxiliaryBudget = h.sh_size / sizeof(Elf32_Vernaux);
     uint32_t offset = 0;
     bool recordsLeft = true;
     for (uint32_t step = 0; step < h.sh_info; ++step) {
@@ -235,6 +247,8 @@ std::unique_ptr<std::vector<VerNeed>> Elf32Extractor::readVersionRequirements(co
             recordsLeft = false;
             continue;
         }
+        if (record.vn_cnt > auxiliaryBudget) record.vn_cnt = static_cast<uint16_t>(auxiliaryBudget);
+        auxiliaryBudget -= record.vn_cnt;
         auto auxiliaries = std::make_unique<VerNeedAux[]>(record.vn_cnt);
         bool inside = record.vn_aux <= h.sh_size - offset;
         uint32_t aux = offset + (inside ? record.vn_aux : 0);

@@ -272,6 +272,47 @@ TEST(ElfVersions, DefinitionsSortedByIndexWithBadRecordsDropped) {
     EXPECT_EQ((*read)[2].index, 0);
 }
 
+// Damaged counts: a definition that claims 0xFFFF names and a requirement
+// that claims 0xFFFF auxiliary records keep only what their sections can
+// hold (8 bytes a name, 16 a requirement), never a huge number of strings.
+TEST(ElfVersions, DamagedCountsKeepWhatTheSectionCanHold) {
+    std::vector<uint8_t> definitions = verdefs({{1, {1}}}); // 28 bytes
+    definitions[6] = definitions[7] = 0xFF;
+    // vn_cnt 0xFFFF, vn_file "libv", vn_aux 16; one auxiliary: other 7,
+    // name "VERS_1".
+    std::vector<uint8_t> needs{1, 0, 0xFF, 0xFF, 15, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0,
+                               0, 0, 0,    0,    0,  0, 7, 0, 1,  0, 0, 0, 0, 0, 0, 0};
+    auto file = inputOf(ElfBuilder()
+                            .type(ET_DYN)
+                            .dynamicSymbols()
+                            .symbol("VERS_1", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
+                            .symbol("VERS_2", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
+                            .symbol("libv", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
+                            .section(".gnu.version_d", SHT_GNU_VERDEF, SHF_ALLOC, definitions)
+                            .link(".dynstr")
+                            .info(1)
+                            .section(".gnu.version_r", 0x6FFFFFFE, SHF_ALLOC, needs)
+                            .link(".dynstr")
+                            .info(1)
+                            .build());
+    Elf32Reader reader(*file);
+    Elf32Extractor extractor(reader);
+    uint32_t count = 0;
+    auto defined = extractor.versionDefinitions(count);
+    ASSERT_NE(defined, nullptr);
+    EXPECT_EQ((*defined)[0].count, 28 / 8);
+    EXPECT_STREQ((*defined)[0].names[2].c_str(), "VERS_1");
+    auto needed = extractor.readVersionRequirements(
+        extractor.sectionHeader(extractor.findSectionOfType(0x6FFFFFFE)));
+    ASSERT_NE(needed, nullptr);
+    const VerNeed &need = (*needed)[0];
+    EXPECT_EQ(need.count, 32 / 16);
+    EXPECT_EQ(need.file, "libv");
+    ASSERT_NE(need.auxiliary(1), nullptr);
+    EXPECT_EQ(need.auxiliary(0)->name, "VERS_1");
+    EXPECT_EQ(need.auxiliary(0)->other, 7);
+}
+
 struct CompatCase {
     const char *what;
     uint16_t machineA;
