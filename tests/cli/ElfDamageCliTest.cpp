@@ -32,7 +32,9 @@ struct CliCase {
 };
 
 // Test names show the case's words, never the bytes of its callback.
-void PrintTo(const CliCase &c, std::ostream *os) { *os << c.what; }
+void PrintTo(const CliCase &c, std::ostream *os) {
+    *os << c.what;
+}
 
 class ElfDamageCli : public ::testing::TestWithParam<CliCase> {};
 
@@ -106,26 +108,6 @@ TEST(ElfListingCli, RowsThatTheReadingRulesDecide) {
                                    "0000000c        2 GLOBAL   FUNC  .text    t13\n"
                                    "0000000e        2 WEAK     FUNC  .text    t15\n"
                                    "00000004        4 GLOBAL   DATA  SCOMM    small\n");
-}
-
-TEST(ElfListingCli, SharedObjectListsItsDynamicSymbolsWithoutSections) {
-    ScratchDir dir;
-    dir.write("libx.so", ElfBuilder()
-                             .type(ET_DYN)
-                             .section(".text", SHT_PROGBITS, SHF_ALLOC | SHF_EXECINSTR, bytes(8))
-                             .section(".symtab", SHT_SYMTAB, 0, bytes(32))
-                             .link(".dynstr")
-                             .dynamicSymbols()
-                             .symbol("f", 0x100, 8, STB_GLOBAL, STT_FUNC, ".text")
-                             .symbol("g", 0, 0, STB_GLOBAL, STT_FUNC, SHN_UNDEF)
-                             .soname("libx.so.1")
-                             .build());
-    ToolResult result = runTool({"-p", "libx.so"}, dir.path());
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, banner + "\nlibx.so:\n"
-                                   "Value     Type  Name\n"
-                                   "00000100    ?   f\n"
-                                   "00000000    U   g\n");
 }
 
 } // namespace

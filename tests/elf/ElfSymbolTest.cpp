@@ -222,32 +222,25 @@ TEST(ElfSymbol, SharedObjectListsItsDynamicTableWithoutSections) {
 }
 
 TEST(ElfSymbol, VersionIndicesOfTheVersionSymbolTable) {
-    std::vector<uint8_t> versions{0, 0, 2, 0x80, 1, 0}; // 0, 0x8002, 1, little-endian
+    auto withVersions = [](std::vector<uint8_t> versions) {
+        return ElfBuilder()
+            .type(ET_DYN)
+            .section(".gnu.version", SHT_GNU_VERSYM, SHF_ALLOC, versions)
+            .link(".dynsym")
+            .dynamicSymbols()
+            .symbol("a", 0, 0, STB_GLOBAL, STT_FUNC, SHN_ABS)
+            .symbol("b", 0, 0, STB_GLOBAL, STT_FUNC, SHN_ABS)
+            .build();
+    };
     CapturingErrors errors;
-    auto object = loadElf(ElfBuilder()
-                              .type(ET_DYN)
-                              .section(".gnu.version", SHT_GNU_VERSYM, SHF_ALLOC, versions)
-                              .link(".dynsym")
-                              .dynamicSymbols()
-                              .symbol("a", 0, 0, STB_GLOBAL, STT_FUNC, SHN_ABS)
-                              .symbol("b", 0, 0, STB_GLOBAL, STT_FUNC, SHN_ABS)
-                              .build(),
-                          errors);
+    // 0, 0x8002, 1, little-endian: the hidden bit is dropped.
+    auto object = loadElf(withVersions({0, 0, 2, 0x80, 1, 0}), errors);
     ASSERT_NE(object, nullptr);
     EXPECT_TRUE(errors.reports.empty());
     EXPECT_EQ(object->symbolTable()->symbolAt(1)->versionIndex(), 2u);
     EXPECT_EQ(object->symbolTable()->symbolAt(2)->versionIndex(), 1u);
 
-    versions.resize(4);
-    auto shorter = loadElf(ElfBuilder()
-                               .type(ET_DYN)
-                               .section(".gnu.version", SHT_GNU_VERSYM, SHF_ALLOC, versions)
-                               .link(".dynsym")
-                               .dynamicSymbols()
-                               .symbol("a", 0, 0, STB_GLOBAL, STT_FUNC, SHN_ABS)
-                               .symbol("b", 0, 0, STB_GLOBAL, STT_FUNC, SHN_ABS)
-                               .build(),
-                           errors);
+    auto shorter = loadElf(withVersions({0, 0, 2, 0x80}), errors);
     ASSERT_NE(shorter, nullptr);
     EXPECT_EQ(errors.reports.back(), "E: In test.o: DT_VERSYM table is of wrong size.");
     // Used as far as it goes.
