@@ -63,6 +63,17 @@ private:
     }
 };
 
+// The options that the first pass makes of one argument of option letters,
+// such as "-pA"; "-" gives those of a run without any letter.
+inline NmOptions optionsOf(const char *letters) {
+    std::string argument = letters;
+    char program[] = "tnm";
+    char *argv[] = {program, argument.data(), nullptr};
+    NmOptions options;
+    readOptions(2, argv, options);
+    return options;
+}
+
 // Every test starts from the options of a run without any option letter.
 class ListingTest : public ::testing::Test {
 protected:
