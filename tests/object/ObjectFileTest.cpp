@@ -14,7 +14,7 @@ protected:
     TestObjectFile file{name};
 };
 
-TEST_F(ObjectFileTest, FindSectionByNameAndKind) {
+TEST_F(ObjectFileTest, FindSectionAndSymbol) {
     TestSection &textData = file.addSection(".text");
     textData.writable = true; // a data section that happens to be called .text
     TestSection &text = file.addSection(".text");
@@ -34,12 +34,20 @@ TEST_F(ObjectFileTest, FindSectionByNameAndKind) {
     EXPECT_EQ(file.findSection(".abs", SectionType::data), &absoluteData);
     EXPECT_EQ(file.findSection(".none", SectionType::null), nullptr);
     EXPECT_EQ(file.findSection("", SectionType::null), nullptr);
+
+    // findSymbol: the first global of the name.
+    file.addSymbol("f", 1); // local
+    TestSymbol &first = file.addSymbol("f", 2, &text);
+    first.global = true;
+    file.addSymbol("f", 3).global = true;
+    EXPECT_EQ(file.findSymbol("f"), &first);
+    EXPECT_EQ(file.findSymbol("g"), nullptr);
 }
 
 TEST_F(ObjectFileTest, CountsAndGlobalSymbols) {
     EXPECT_EQ(file.sectionCount(), 0u);
-    file.addSection(".text");
-    file.addSection(".data");
+    TestSection &a = file.addSection(".a");
+    TestSection &b = file.addSection(".b");
     file.addSection(".strtab").content = false; // passed over by eachSection
     EXPECT_EQ(file.sectionCount(), 2u);
 
@@ -49,10 +57,9 @@ TEST_F(ObjectFileTest, CountsAndGlobalSymbols) {
     std::string seen;
     file.eachGlobalSymbol([&](Symbol &symbol) {
         seen += symbol.name();
-        seen += ' ';
         return true;
     });
-    EXPECT_EQ(seen, "global weak ");
+    EXPECT_EQ(seen, "globalweak");
     // A stop in the visitor ends the walk.
     seen.clear();
     file.eachGlobalSymbol([&](Symbol &symbol) {
@@ -61,16 +68,20 @@ TEST_F(ObjectFileTest, CountsAndGlobalSymbols) {
     });
     EXPECT_EQ(seen, "global");
     EXPECT_EQ(file.count(), 3u);
-}
 
-TEST_F(ObjectFileTest, FindSymbolTakesTheFirstGlobal) {
-    TestSection &text = file.addSection(".text");
-    file.addSymbol("f", 1); // local
-    TestSymbol &first = file.addSymbol("f", 2, &text);
-    first.global = true;
-    file.addSymbol("f", 3).global = true;
-    EXPECT_EQ(file.findSymbol("f"), &first);
-    EXPECT_EQ(file.findSymbol("g"), nullptr);
+    // adjustSectionSizes asks every section.
+    EXPECT_FALSE(file.adjustSectionSizes());
+    a.sizeChanges = true;
+    EXPECT_TRUE(file.adjustSectionSizes());
+    a.sizeChanges = false;
+    b.sizeChanges = true;
+    EXPECT_TRUE(file.adjustSectionSizes());
+
+    // Without relocations no section refers to anything, discarded or not.
+    a.discard();
+    int visits = 0;
+    file.eachReferencedSymbol([&](Symbol &) { return ++visits, true; });
+    EXPECT_EQ(visits, 0);
 }
 
 TEST_F(ObjectFileTest, SectionContaining) {
@@ -81,67 +92,55 @@ TEST_F(ObjectFileTest, SectionContaining) {
     TestSection &top = file.addSection(".top", 0x20);
     top.recordedAddress = 0xFFFFFFF0;
 
-    uint32_t offset = 99;
-    EXPECT_EQ(file.sectionContaining(0x1000, offset), &low);
-    EXPECT_EQ(offset, 0u);
-    EXPECT_EQ(file.sectionContaining(0x10FF, offset), &low);
-    EXPECT_EQ(offset, 0xFFu);
-    EXPECT_EQ(file.sectionContaining(0x2008, offset), &high);
-    EXPECT_EQ(offset, 8u);
-    offset = 99;
-    EXPECT_EQ(file.sectionContaining(0x1100, offset), nullptr);
-    EXPECT_EQ(file.sectionContaining(0x0FFF, offset), nullptr);
-    EXPECT_EQ(offset, 99u);
-    // The start is compared signed: a section high up holds an address at
-    // the top of the space.
-    EXPECT_EQ(file.sectionContaining(0xFFFFFFF4, offset), &top);
-    EXPECT_EQ(offset, 4u);
-}
-
-TEST_F(ObjectFileTest, AdjustSectionSizesAsksEverySection) {
-    TestSection &a = file.addSection(".a");
-    TestSection &b = file.addSection(".b");
-    EXPECT_FALSE(file.adjustSectionSizes());
-    a.sizeChanges = true;
-    EXPECT_TRUE(file.adjustSectionSizes());
-    a.sizeChanges = false;
-    b.sizeChanges = true;
-    EXPECT_TRUE(file.adjustSectionSizes());
+    struct Case {
+        uint32_t address;
+        Section *expected;
+        uint32_t offset;
+    } cases[] = {
+        {0x1000, &low, 0},
+        {0x10FF, &low, 0xFF},
+        {0x2008, &high, 8},
+        {0x1100, nullptr, 99},
+        {0x0FFF, nullptr, 99},
+        // The start is compared signed: a section high up holds an address
+        // at the top of the space.
+        {0xFFFFFFF4, &top, 4},
+    };
+    for (const Case &c : cases) {
+        uint32_t offset = 99;
+        EXPECT_EQ(file.sectionContaining(c.address, offset), c.expected) << c.address;
+        EXPECT_EQ(offset, c.offset) << c.address;
+    }
 }
 
 TEST_F(ObjectFileTest, BaseAnswers) {
     ObjectFile &base = file;
     EXPECT_STREQ(base.name(), "a.o");
-    EXPECT_FALSE(base.isExecutable());
-    EXPECT_FALSE(base.isReentrant());
-    EXPECT_EQ(base.machine(), 0u);
-    EXPECT_EQ(base.coffMachine(), 0u);
-    EXPECT_EQ(base.bsdMachine(), 0u);
-    EXPECT_EQ(base.entry(), 0u);
-    EXPECT_TRUE(base.reservedPredicate());
     base.reservedOperation1();
     base.reservedOperation4();
-    EXPECT_EQ(base.reservedOperation2(), 0u);
-    EXPECT_EQ(base.reservedOperation3(), 0u);
-    EXPECT_EQ(base.asElfObjectFile(), nullptr);
-    EXPECT_EQ(base.asBsdObjectFile(), nullptr);
-    EXPECT_EQ(base.asCoffObjectFile(), nullptr);
-    EXPECT_EQ(base.asArmObjectFile(), nullptr);
-    EXPECT_EQ(base.gotTable(), nullptr);
-    EXPECT_EQ(base.pltTable(), nullptr);
+    // machine, coffMachine, bsdMachine, entry, reservedOperation2 and 3.
+    EXPECT_EQ(
+        (std::vector<uint32_t>{base.machine(), base.coffMachine(), base.bsdMachine(), base.entry(),
+                               base.reservedOperation2(), base.reservedOperation3()}),
+        (std::vector<uint32_t>(6, 0)));
+    EXPECT_EQ((std::vector<const void *>{base.asElfObjectFile(), base.asBsdObjectFile(),
+                                         base.asCoffObjectFile(), base.asArmObjectFile(),
+                                         base.gotTable(), base.pltTable()}),
+              (std::vector<const void *>(6, nullptr)));
 
-    // A relocatable plain object file answers true.
+    // A plain object file is relocatable, and neither executable, shared
+    // nor reentrant.
     class Minimal : public TestObjectFile {
     public:
         using TestObjectFile::TestObjectFile;
         bool isRelocatable() override { return ObjectFile::isRelocatable(); }
         bool isSharedObject() override { return ObjectFile::isSharedObject(); }
     } minimal(name);
-    EXPECT_TRUE(minimal.isRelocatable());
-    EXPECT_FALSE(minimal.isSharedObject());
-}
+    EXPECT_EQ(answers({minimal.isRelocatable(), minimal.isExecutable(), minimal.isSharedObject(),
+                       minimal.isReentrant(), minimal.reservedPredicate()}),
+              "10001");
 
-TEST_F(ObjectFileTest, NameOfAMemberIsTheMembersOwnText) {
+    // The name of a member is the member's own text.
     FileName library{"lib.a"};
     ArchiveMemberName member{&library, "x.o", 68, 100};
     TestObjectFile inLibrary{member};
@@ -149,26 +148,22 @@ TEST_F(ObjectFileTest, NameOfAMemberIsTheMembersOwnText) {
     EXPECT_EQ(inLibrary.fileName, &member);
 }
 
-TEST_F(ObjectFileTest, DisplayOfAnEmptyFile) {
-    CapturedOutput captured;
-    file.display(captured.out());
-    EXPECT_EQ(captured.text(), "Display of ELF object file \"a.o\"\n"
-                               "\nSymbols:\n"
-                               "\nSections:\n");
-}
+TEST_F(ObjectFileTest, Display) {
+    Captured empty;
+    file.display(empty.out);
+    EXPECT_EQ(empty.text(), "Display of ELF object file \"a.o\"\n\nSymbols:\n\nSections:\n");
 
-TEST_F(ObjectFileTest, DisplayOfSymbolsAndSections) {
     class WithHeader : public TestObjectFile {
     public:
         using TestObjectFile::TestObjectFile;
         void displayHeader(FormatOut &out) override { out.print("machine 40\n"); }
-    } armFile(name);
-    armFile.kind = coffFormat;
-    TestSection &text = armFile.addSection(".text", 8);
+    } coffFile(name);
+    coffFile.kind = coffFormat;
+    TestSection &text = coffFile.addSection(".text", 8);
     text.executable = true;
-    armFile.addSymbol("main", 4, &text).global = true;
-    CapturedOutput captured;
-    armFile.display(captured.out());
+    coffFile.addSymbol("main", 4, &text).global = true;
+    Captured captured;
+    coffFile.display(captured.out);
     EXPECT_EQ(captured.text(), "Display of COFF object file \"a.o\"\n"
                                "machine 40\n"
                                "\nSymbols:\n"
@@ -178,7 +173,7 @@ TEST_F(ObjectFileTest, DisplayOfSymbolsAndSections) {
                                "8 bytes of data should be displayed here\n");
 }
 
-TEST_F(ObjectFileTest, HeadersOfAnotherFormatBotch) {
+TEST_F(ObjectFileTest, UnsupportedOperations) {
     file.kind = bsdFormat;
     EXPECT_EXIT(file.elfHeader(), testing::KilledBySignal(SIGABRT),
                 "Fatal error --- Attempting to extract a elf header from a BSD file `a\\.o'");
@@ -189,24 +184,20 @@ TEST_F(ObjectFileTest, HeadersOfAnotherFormatBotch) {
     file.kind = elfFormat;
     EXPECT_EXIT(file.bsdHeader(), testing::KilledBySignal(SIGABRT),
                 "Fatal error --- Attempting to extract a a\\.out header from a ELF file `a\\.o'");
-}
-
-TEST_F(ObjectFileTest, AddSymbolBotches) {
     TestSymbol symbol(&file, "extra");
     EXPECT_EXIT(static_cast<ObjectFile &>(file).addSymbol(&symbol),
                 testing::KilledBySignal(SIGABRT),
                 "Fatal error --- ObjectFile::addSymbol\\(extra\\) called!");
-}
 
-TEST_F(ObjectFileTest, SetEntryAndPersistenceOnlySaySo) {
+    // setEntry and persistence only say so, and the run goes on.
     testing::internal::CaptureStderr();
     file.setEntry(0x1000);
     file.saveGuts(stdout);
     file.restoreGuts(stdin);
-    std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(said, "ObjectFile::setEntry call!\n"
-                    "Hey! don't know how to save guts of ObjectFile\n"
-                    "Hey! don't know how to restore guts of ObjectFile\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "ObjectFile::setEntry call!\n"
+              "Hey! don't know how to save guts of ObjectFile\n"
+              "Hey! don't know how to restore guts of ObjectFile\n");
     EXPECT_EQ(file.entry(), 0u);
 }
 
@@ -214,23 +205,14 @@ TEST_F(ObjectFileTest, DirectivesAreSplitIntoWords) {
     file.beforeDirectives = {"-first  'two words'"};
     file.directives = {"  -a\t-b \"quoted \\\" mark\" '' last", "", "\"unterminated"};
     TestLinkOptions options;
-    CapturingErrorContext errors;
-    file.applyBeforeDirectives(options, errors);
+    Captured captured;
+    file.applyBeforeDirectives(options, captured.errors);
     EXPECT_EQ(options.words, (std::vector<std::string>{"a.o:-first", "a.o:two words"}));
     options.words.clear();
-    file.applyDirectives(options, errors);
+    file.applyDirectives(options, captured.errors);
     EXPECT_EQ(options.words, (std::vector<std::string>{"a.o:-a", "a.o:-b", "a.o:quoted \\\" mark",
                                                        "a.o:last", "a.o:unterminated"}));
-    EXPECT_TRUE(errors.reports.empty());
-}
-
-TEST_F(ObjectFileTest, ReferencedSymbolsSkipDiscardedSections) {
-    // Without relocations no section refers to anything.
-    file.addSection(".text");
-    file.addSection(".gone").discard();
-    int visits = 0;
-    file.eachReferencedSymbol([&](Symbol &) { return ++visits, true; });
-    EXPECT_EQ(visits, 0);
+    EXPECT_EQ(captured.text(), "");
 }
 
 TEST_F(ObjectFileTest, Incompatibility) {
@@ -245,49 +227,35 @@ TEST_F(ObjectFileTest, Incompatibility) {
     EXPECT_EQ(reason->text(), nullptr);
     EXPECT_FALSE(reason->possibly());
     EXPECT_FALSE(reason->byteOrder());
-    // One shared object, refilled by each call.
+    // One shared object, refilled (flags cleared) by each call.
     reason->setPossibly(true);
-    EXPECT_EQ(other.incompatibility(file), nullptr);
+    reason->setByteOrder(true);
     other.compatible = false;
     EXPECT_EQ(other.incompatibility(file), reason);
     EXPECT_EQ(reason->firstName(), &otherName);
     EXPECT_FALSE(reason->possibly());
-}
+    EXPECT_FALSE(reason->byteOrder());
 
-TEST_F(ObjectFileTest, IncompatibilityReasonPrint) {
-    FileName otherName{"b.o"};
     ErrFormat engine;
     char buffer[400];
     StringFormatOut out(buffer, sizeof buffer, true, engine);
-
-    IncompatibilityReason reason;
-    reason.fill(&name, &otherName, nullptr);
-    reason.print(out);
-    EXPECT_STREQ(buffer, "Object files a.o and b.o are not compatible");
-    reason.fill(&name, &otherName, "");
-    reason.print(out);
-    EXPECT_STREQ(buffer, "Object files a.o and b.o are not compatible");
-
-    reason.fill(&name, &otherName, "byte orders differ");
-    reason.setByteOrder(true);
-    reason.print(out);
-    EXPECT_STREQ(buffer, "Object files a.o and b.o\n|\tare incompatible: byte orders differ");
-    EXPECT_TRUE(reason.byteOrder());
-    reason.setPossibly(true);
-    reason.print(out);
-    EXPECT_STREQ(buffer,
-                 "Object files a.o and b.o\n|\tare possibly incompatible: byte orders differ");
-    // Filling clears both flags.
-    reason.fill(&name, &otherName, "x");
-    EXPECT_FALSE(reason.possibly());
-    EXPECT_FALSE(reason.byteOrder());
-
+    IncompatibilityReason own;
+    auto printed = [&](const char *text, bool possibly) {
+        own.fill(&name, &otherName, text);
+        own.setPossibly(possibly);
+        own.print(out);
+        return std::string(buffer);
+    };
+    const std::string both = "Object files a.o and b.o";
+    EXPECT_EQ(printed(nullptr, false), both + " are not compatible");
+    EXPECT_EQ(printed("", true), both + " are not compatible");
+    EXPECT_EQ(printed("byte orders differ", false),
+              both + "\n|\tare incompatible: byte orders differ");
+    EXPECT_EQ(printed("byte orders differ", true),
+              both + "\n|\tare possibly incompatible: byte orders differ");
     // The text is rendered into 200 bytes: a longer one is cut.
-    std::string longText(300, 'x');
-    reason.fill(&name, &otherName, longText.c_str());
-    reason.print(out);
-    std::string printed = buffer;
-    EXPECT_EQ(printed, "Object files a.o and b.o\n|\tare incompatible: " + std::string(199, 'x'));
+    EXPECT_EQ(printed(std::string(300, 'x').c_str(), false),
+              both + "\n|\tare incompatible: " + std::string(199, 'x'));
 }
 
 } // namespace

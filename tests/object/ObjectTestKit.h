@@ -1,6 +1,6 @@
 // Small concrete classes of the object model for its own tests: a symbol, a
 // section and an object file whose every answer is a field the test sets,
-// and an ErrorContext that keeps the formatted reports.
+// and a buffer that keeps formatted reports and displays.
 #pragma once
 
 #include "input/FileIdentity.h"
@@ -10,10 +10,11 @@
 #include "object/Section.h"
 #include "object/Symbol.h"
 #include "support/ErrFormat.h"
-#include "support/error.h"
+#include "support/errors.h"
 #include "support/sprintf.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -158,31 +159,17 @@ public:
     std::vector<std::string> beforeDirectives;
 };
 
-// Keeps each report as "error: text", "warning: text" or "fatal: text",
-// formatted with the diagnostics engine ("%C" is "\n|\t").
-class CapturingErrorContext : public ErrorContext {
-public:
-    void vfatal(const char *format, va_list args) override { keep("fatal: ", format, args); }
-    void verror(const char *format, va_list args) override {
-        ++errorCount;
-        keep("error: ", format, args);
-    }
-    void vwarning(const char *format, va_list args) override {
-        ++warningCount;
-        keep("warning: ", format, args);
-    }
+// A diagnostics context on a buffer: reports are formatted as the tool
+// writes them ("[t] message\n", "%C" as "\n|\t"), and so is what a
+// display prints to `out`.
+struct Captured {
+    std::string text() const { return buffer; }
 
-    std::vector<std::string> reports;
-
-private:
-    void keep(const char *kind, const char *format, va_list args) {
-        char buffer[1000];
-        buffer[0] = '\0';
-        StringFormatOut out(buffer, sizeof buffer, false, engine);
-        out.vprint(format, args);
-        reports.push_back(std::string(kind) + buffer);
-    }
+    char buffer[4000];
     ErrFormat engine;
+    StringFormatOut stringOut{buffer, sizeof buffer, false, engine};
+    FormatOut &out = stringOut;
+    ErrorCounter errors{stringOut, "t"};
 };
 
 // Link options whose answers are fields; keeps the words it is handed.
@@ -207,14 +194,11 @@ public:
     std::vector<std::string> words;
 };
 
-// Everything a FormatOut printed, through the plain printf engine.
-class CapturedOutput {
-public:
-    CapturedOutput() { buffer[0] = '\0'; }
-    FormatOut &out() { return stringOut; }
-    std::string text() const { return buffer; }
-
-private:
-    char buffer[4000];
-    StringFormatOut stringOut{buffer, sizeof buffer};
-};
+// Several predicates' answers as one text of "0" and "1", so that the base
+// answers of a class compare in one line.
+inline std::string answers(std::initializer_list<bool> values) {
+    std::string text;
+    for (bool value : values)
+        text += value ? '1' : '0';
+    return text;
+}

@@ -12,8 +12,7 @@ namespace {
 std::string names(SectionCollection &collection) {
     std::string text;
     collection.each([&](Section &section) {
-        if (!text.empty()) text += ' ';
-        text += section.name();
+        text += std::string(text.empty() ? "" : " ") + section.name();
         return true;
     });
     return text;
@@ -38,67 +37,48 @@ protected:
 };
 
 TEST_F(SectionCollectionTest, SortedByNameKeepingTheOrderOfEqualNames) {
-    TestSection &data1 = file.addSection(".data");
-    TestSection &text = file.addSection(".text");
-    TestSection &bss = file.addSection(".bss");
-    TestSection &data2 = file.addSection(".data");
-    TestSection &comment = file.addSection(".comment");
-    TestSection &data3 = file.addSection(".data");
     CountingCollection source;
-    source.sections = {&data1, &text, &bss, &data2, &comment, &data3};
-
     SortedSections sorted(source);
+    // Empty: nothing is built, and a later walk asks the source again.
+    EXPECT_EQ(names(sorted), "");
+    for (const char *name : {".data", ".text", ".bss", ".data", ".comment", ".data"})
+        source.sections.push_back(&file.addSection(name));
+    auto &s = file.sections;
     EXPECT_EQ(sorted.count(), 6u);
     std::vector<Section *> order;
     sorted.each([&](Section &section) {
         order.push_back(&section);
         return true;
     });
-    EXPECT_EQ(order, (std::vector<Section *>{&bss, &comment, &data1, &data2, &data3, &text}));
+    EXPECT_EQ(order, (std::vector<Section *>{s[2].get(), s[4].get(), s[0].get(), s[3].get(),
+                                             s[5].get(), s[1].get()}));
 
     // Later walks visit the kept array without asking the source again.
     int walksBefore = source.walks;
     EXPECT_EQ(names(sorted), ".bss .comment .data .data .data .text");
     EXPECT_EQ(source.walks, walksBefore);
-    // A stop ends the walk.
     int visits = 0;
-    sorted.each([&](Section &) { return ++visits < 2; });
+    sorted.each([&](Section &) { return ++visits < 2; }); // a stop ends the walk
     EXPECT_EQ(visits, 2);
-}
 
-TEST_F(SectionCollectionTest, SortedViewOfAnEmptyCollectionAsksAgainLater) {
-    CountingCollection source;
-    SortedSections sorted(source);
-    EXPECT_EQ(names(sorted), "");
-    TestSection &b = file.addSection("b");
-    TestSection &a = file.addSection("a");
-    source.sections = {&b, &a};
-    EXPECT_EQ(names(sorted), "a b");
-}
-
-TEST_F(SectionCollectionTest, SortedViewChecksTheCount) {
     // A collection whose count disagrees with its walk.
     class Inconsistent : public CountingCollection {
     public:
         uint32_t count() override { return 1; }
-    } source;
-    TestSection &a = file.addSection("a");
-    TestSection &b = file.addSection("b");
-    source.sections = {&a, &b};
-    SortedSections sorted(source);
-    EXPECT_EXIT(sorted.each([](Section &) { return true; }), testing::KilledBySignal(SIGABRT),
+    } inconsistent;
+    inconsistent.sections = {s[0].get(), s[1].get()};
+    SortedSections broken(inconsistent);
+    EXPECT_EXIT(broken.each([](Section &) { return true; }), testing::KilledBySignal(SIGABRT),
                 "cnt == icnt");
 }
 
 TEST_F(SectionCollectionTest, SectionsOfTheRelocatableFilesOfAList) {
     file.addSection(".text");
     file.addSection(".data");
-    FileName sharedName{"libc.so"};
-    TestObjectFile shared{sharedName};
+    FileName sharedName{"libc.so"}, otherName{"b.o"};
+    TestObjectFile shared{sharedName}, other{otherName};
     shared.shared = true;
     shared.addSection(".dynsym");
-    FileName otherName{"b.o"};
-    TestObjectFile other{otherName};
     other.addSection(".bss");
 
     std::vector<ObjectFile *> files{&file, &shared, &other};
@@ -123,6 +103,9 @@ TEST_F(SectionCollectionTest, ArrayFileAndMemberViews) {
     SectionArrayView arrayView(array);
     EXPECT_EQ(names(arrayView), ".data .text .data");
     EXPECT_EQ(arrayView.count(), 3u);
+    // Sorting works over any view.
+    SortedSections sorted(arrayView);
+    EXPECT_EQ(names(sorted), ".data .data .text");
 
     ObjectFileSections fileView(file);
     EXPECT_EQ(names(fileView), ".text .data");
@@ -137,44 +120,34 @@ TEST_F(SectionCollectionTest, ArrayFileAndMemberViews) {
     SectionMembers combinedMembers(combined);
     EXPECT_EQ(names(combinedMembers), ".text .data");
     EXPECT_EQ(combinedMembers.count(), 2u);
-
-    // Sorting works over any view.
-    SortedSections sorted(arrayView);
-    EXPECT_EQ(names(sorted), ".data .data .text");
 }
 
-TEST_F(SectionCollectionTest, PublicListCopiesNames) {
+TEST_F(SectionCollectionTest, PublicListAndIdentitySets) {
     PublicList list;
     EXPECT_EQ(list.count(), 0u);
-    std::string name = "_start";
-    list.add(name.c_str(), 0x1000);
+    std::string text = "_start";
+    list.add(text.c_str(), 0x1000);
     list.add("main", 0x1040);
-    name = "changed";
+    text = "changed"; // the list keeps its own copy
     EXPECT_EQ(list.count(), 2u);
-    EXPECT_STREQ(list.nameAt(0), "_start");
+    EXPECT_EQ(std::string(list.nameAt(0)) + " " + list.nameAt(1), "_start main");
     EXPECT_EQ(list.valueAt(0), 0x1000u);
-    EXPECT_STREQ(list.nameAt(1), "main");
     EXPECT_EQ(list.valueAt(1), 0x1040u);
-}
 
-TEST_F(SectionCollectionTest, IdentitySetsOfObjects) {
     TestSection &a = file.addSection(".same");
     TestSection &b = file.addSection(".same");
-    TestSymbol &s = file.addSymbol("s");
     std::unordered_set<Collectable *, CollectableHash, CollectableEqual> set;
     EXPECT_TRUE(set.insert(&a).second);
     EXPECT_TRUE(set.insert(&b).second); // equal names, different objects
     EXPECT_FALSE(set.insert(&a).second);
-    EXPECT_TRUE(set.insert(&s).second);
+    EXPECT_TRUE(set.insert(&file.addSymbol("s")).second);
     EXPECT_TRUE(set.insert(&file).second);
     EXPECT_EQ(set.size(), 4u);
-
     EXPECT_TRUE(a.isEqual(a));
     EXPECT_FALSE(a.isEqual(b));
     EXPECT_EQ(a.compareTo(a), 0);
-    EXPECT_EQ(a.compareTo(b), -b.compareTo(a));
     EXPECT_NE(a.compareTo(b), 0);
-    EXPECT_EQ(a.hash(), a.hash());
+    EXPECT_EQ(a.compareTo(b), -b.compareTo(a));
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 // Arrays, dictionaries, string tables, the sort and the word helpers.
+#include "support/FunctionRef.h"
 #include "support/StringTable.h"
 #include "support/align.h"
 #include "support/array.h"
@@ -19,17 +20,17 @@
 
 namespace {
 
-TEST(Array, GrowthRules) {
+using Texts = std::vector<std::string>;
+
+TEST(Array, GrowthRulesAndCopies) {
     array doubling(4, 4, -1);
     doubling.data[0] = 7;
-    doubling.resize(5);
+    doubling.resize(5); // below twice the capacity: doubles
     EXPECT_EQ(doubling.capacity, 8u);
-    EXPECT_EQ(doubling.data[0], 7);
     doubling.resize(100);
     EXPECT_EQ(doubling.capacity, 100u);
-    for (uint32_t i = 16; i < 400; ++i)
-        EXPECT_EQ(doubling.data[i], 0) << i;
-
+    EXPECT_EQ(doubling.data[0], 7);
+    EXPECT_EQ(std::count(doubling.data + 16, doubling.data + 400, 0), 384);
     array empty(0, 4, -1);
     EXPECT_EQ(empty.data, nullptr);
     empty.resize(3);
@@ -42,63 +43,39 @@ TEST(Array, GrowthRules) {
     exact.resize(2);
     EXPECT_EQ(exact.capacity, 2u);
     EXPECT_EQ(exact.data[1], 9);
-
     exact.clear();
     EXPECT_EQ(exact.capacity, 0u);
     EXPECT_EQ(exact.data, nullptr);
     exact.allocate(6, 0);
     EXPECT_EQ(exact.capacity, 6u);
     EXPECT_EQ(exact.growth, 0);
-}
 
-TEST(Array, AssignmentCopies) {
-    array a(3, 4, -1);
-    a.data[11] = 0x5A;
-    array b(1, 4, -1);
-    b = a;
-    EXPECT_EQ(b.capacity, 3u);
-    EXPECT_EQ(b.data[11], 0x5A);
-    EXPECT_NE(b.data, a.data);
-    array c(a);
-    EXPECT_EQ(c.data[11], 0x5A);
-}
+    doubling.data[399] = 0x5A;
+    array copy(1, 4, -1);
+    copy = doubling;
+    EXPECT_EQ(copy.capacity, 100u);
+    EXPECT_EQ(copy.data[399], 0x5A);
+    EXPECT_NE(copy.data, doubling.data);
+    EXPECT_EQ(array(copy).data[0], 7);
 
-TEST(ArrayDeathTest, Botches) {
-    EXPECT_DEATH(
-        {
-            array fixed(8, 4, 0);
-            fixed.resize(2);
-        },
-        "Fixed length dynarray \"\\[8\\]\" overflowed!");
-    EXPECT_DEATH(
-        {
-            array a(1, 4, -1);
-            a.resize(-3);
-        },
-        "array::resize\\(-3\\) array size negative");
-    EXPECT_DEATH(array(0x40000000u, 8, -1), "array\\(1073741824,8\\) too large");
-    EXPECT_DEATH(
-        {
-            // Elements of no size keep the test from touching a gigabyte.
-            array a(0x40000000u, 0, -1);
-            a.resize(0x40000001);
-        },
-        "array \\(1073741824\\) overflowed");
-}
-
-TEST(Dynarray, AppendGrowsAndKeeps) {
     dynarray<const char *> list(2);
-    const char *names[] = {"a", "b", "c", "d", "e"};
-    for (const char *n : names)
+    for (const char *n : {"a", "b", "c", "d", "e"})
         list.append(n);
     EXPECT_EQ(list.count, 5u);
     EXPECT_EQ(list.capacity, 8u);
-    std::vector<std::string> seen(list.begin(), list.end());
-    EXPECT_EQ(seen, (std::vector<std::string>{"a", "b", "c", "d", "e"}));
+    EXPECT_EQ(Texts(list.begin(), list.end()), (Texts{"a", "b", "c", "d", "e"}));
     dynarray<uint32_t> zero(0);
     zero.append(42);
     EXPECT_EQ(zero[0], 42u);
     EXPECT_EQ(zero.capacity, 1u);
+}
+
+TEST(ArrayDeathTest, Botches) {
+    EXPECT_DEATH(array(8, 4, 0).resize(2), "Fixed length dynarray \"\\[8\\]\" overflowed!");
+    EXPECT_DEATH(array(1, 4, -1).resize(-3), "array::resize\\(-3\\) array size negative");
+    EXPECT_DEATH(array(0x40000000u, 8, -1), "array\\(1073741824,8\\) too large");
+    // Elements of no size keep the test from touching a gigabyte.
+    EXPECT_DEATH(array(0x40000000u, 0, -1).resize(0x40000001), "array \\(1073741824\\) overflowed");
 }
 
 TEST(StringDictionary, AddLookupSetRemove) {
@@ -126,16 +103,19 @@ TEST(StringDictionary, AddLookupSetRemove) {
     EXPECT_FALSE(dict.lookup("beta", v));
     EXPECT_EQ(dict.count, 2u);
     // The removed entry is reused.
-    StringDictionary::Entry *freed = dict.freeEntries;
-    ASSERT_NE(freed, nullptr);
+    ASSERT_NE(dict.freeEntries, nullptr);
     EXPECT_TRUE(dict.add("delta", 6));
     EXPECT_EQ(dict.freeEntries, nullptr);
     EXPECT_TRUE(dict.add("", 8));
     ASSERT_TRUE(dict.lookup("", v));
     EXPECT_EQ(v, 8u);
+
+    EXPECT_EQ(hashText("ab"), (uint32_t('a') << 1) ^ 'b');
+    EXPECT_EQ(hashText("xyz\xff"), hashText("xyz\xffQQ", 4));
+    EXPECT_EQ(hashText(""), 0u);
 }
 
-TEST(StringDictionary, KeysAreCopiedOrKept) {
+TEST(StringDictionary, KeysAndOrder) {
     char key[] = "name";
     StringDictionary copying(3);
     StringDictionaryKeepKeys keeping(3);
@@ -147,9 +127,7 @@ TEST(StringDictionary, KeysAreCopiedOrKept) {
     EXPECT_NE(copied, key);
     EXPECT_STREQ(copied, "name");
     EXPECT_EQ(kept, key);
-}
 
-TEST(StringDictionary, EachAndIteratorAgreeOnOrder) {
     StringDictionary dict(5);
     // "a" and "f" share bucket 97 % 5 == 102 % 5 == 2; the newer is first.
     dict.add("a", 1);
@@ -164,26 +142,18 @@ TEST(StringDictionary, EachAndIteratorAgreeOnOrder) {
     EXPECT_EQ(byIterator, byEach);
 }
 
-TEST(Hash, TextAndCountedFormsAgree) {
-    EXPECT_EQ(hashText("ab"), (uint32_t('a') << 1) ^ 'b');
-    EXPECT_EQ(hashText("xyz\xff"), hashText("xyz\xffQQ", 4));
-    EXPECT_EQ(hashText(""), 0u);
-}
-
 TEST(StringTable, InternsAndFinds) {
     StringTable table(30);
     EXPECT_EQ(table.hashSize, 11u);
     EXPECT_STREQ(table.text(0), "<<<NULL_SYMBOL>>>");
     EXPECT_EQ(table.intern(nullptr), 0u);
-    uint32_t ab = table.intern("ab");
-    EXPECT_EQ(ab, 1u);
-    EXPECT_EQ(table.intern("ab", 2), ab);
-    uint32_t abNul = table.intern("ab\0", 3);
-    EXPECT_EQ(abNul, 2u);
-    EXPECT_EQ(table.length(abNul), 3u);
+    EXPECT_EQ(table.intern("ab"), 1u);
+    EXPECT_EQ(table.intern("ab", 2), 1u);
+    EXPECT_EQ(table.intern("ab\0", 3), 2u);
+    EXPECT_EQ(table.length(2), 3u);
     EXPECT_EQ(table.intern(""), 3u);
-    EXPECT_EQ(table.find("ab"), ab);
-    EXPECT_EQ(table.find("ab\0", 3), abNul);
+    EXPECT_EQ(table.find("ab"), 1u);
+    EXPECT_EQ(table.find("ab\0", 3), 2u);
     EXPECT_EQ(table.find("abc"), 0u);
     EXPECT_EQ(table.find(nullptr), 0u);
     // Many texts in few chains.
@@ -192,7 +162,7 @@ TEST(StringTable, InternsAndFinds) {
     EXPECT_EQ(table.count, 1003u);
     EXPECT_EQ(table.find("sym500"), 504u);
     EXPECT_STREQ(table.text(504), "sym500");
-    std::vector<std::string> texts;
+    Texts texts;
     table.each([&](const char *t) { texts.push_back(t); });
     ASSERT_EQ(texts.size(), 1003u);
     EXPECT_EQ(texts[0], "ab");
@@ -202,12 +172,9 @@ TEST(StringTable, InternsAndFinds) {
     EXPECT_EQ(table.find("ab"), 0u);
     EXPECT_EQ(table.intern("new"), 1u);
     EXPECT_STREQ(table.text(0), "<<<NULL_SYMBOL>>>");
-}
 
-TEST(StringTableDeathTest, TooLarge) {
+    EXPECT_EQ(StringTable(256000).hashSize, 85333u);
     EXPECT_DEATH(StringTable(256001), "StringTable:: max too big: 256001");
-    StringTable largest(256000);
-    EXPECT_EQ(largest.hashSize, 85333u);
 }
 
 TEST(StringCollection, ListOperations) {
@@ -218,9 +185,9 @@ TEST(StringCollection, ListOperations) {
     list.append(mutableText, true);
     list.append("third", false);
     mutableText[0] = 'X';
-    std::vector<std::string> seen;
+    Texts seen;
     list.each([&](const char *t) { seen.push_back(t); });
-    EXPECT_EQ(seen, (std::vector<std::string>{"kept", "copied", "third"}));
+    EXPECT_EQ(seen, (Texts{"kept", "copied", "third"}));
     EXPECT_EQ(list.count, 3u);
     EXPECT_EQ(list.popFront(), kept);
     EXPECT_STREQ(list.popBack(), "third");
@@ -248,39 +215,42 @@ TEST(QuickSort, SortsThroughCallbacks) {
             EXPECT_EQ(values, expected) << n << " " << round;
         }
     }
-}
-
-TEST(QuickSort, SingleElementCallsNothingAndRangesAreInclusive) {
+    // One element calls nothing; the range is inclusive at both ends.
     int calls = 0;
     quickSort(
-        5, 5, [&](int32_t, int32_t) { ++calls; },
-        [&](int32_t, int32_t) {
-            ++calls;
-            return false;
-        });
+        5, 5, [&](int32_t, int32_t) { ++calls; }, [&](int32_t, int32_t) { return ++calls, false; });
     EXPECT_EQ(calls, 0);
     std::vector<int> values{9, 4, 3, 2, 1, 0};
     quickSort(
         1, 4, [&](int32_t a, int32_t b) { std::swap(values[a], values[b]); },
         [&](int32_t a, int32_t b) { return values[a] < values[b]; });
     EXPECT_EQ(values, (std::vector<int>{9, 1, 2, 3, 4, 0}));
+    EXPECT_FALSE(FunctionRef<void()>()); // an empty visitor reference
 }
 
-TEST(WordHelpers, RoundUpAndSwaps) {
-    EXPECT_EQ(roundUp(8, 4), 8u);
-    EXPECT_EQ(roundUp(9, 4), 12u);
-    EXPECT_EQ(roundUp(0, 16), 0u);
-    EXPECT_EQ(roundUp(7, 3), 9u);
-    EXPECT_EQ(roundUp(5, 0), 5u);
+TEST(WordHelpers, RoundUpSwapsAndGetBits) {
+    EXPECT_EQ((std::vector<uint32_t>{roundUp(8, 4), roundUp(9, 4), roundUp(0, 16), roundUp(7, 3),
+                                     roundUp(5, 0)}),
+              (std::vector<uint32_t>{8, 12, 0, 9, 5}));
     EXPECT_EQ(byteSwap32(0x11223344u), 0x44332211u);
     EXPECT_EQ(byteSwap16(0xA1B2), 0xB2A1);
     uint32_t word = 0;
     unsigned char bytes[4] = {1, 0, 0, 0};
     memcpy(&word, bytes, 4);
     EXPECT_EQ(hostIsLittleEndian, word == 1);
+
+    EXPECT_EQ(getBits(0x12345678, 4, 11, false), 0x67u);
+    EXPECT_EQ(getBits(0x000000F0, 4, 7, true), 0xFFFFFFFFu);
+    EXPECT_EQ(getBits(0x00000070, 4, 7, true), 7u);
+    EXPECT_EQ(getBits(0x80000000, 31, 31, true), 0xFFFFFFFFu);
+    EXPECT_EQ(getBits(0x00000001, 0, 0, true), 0xFFFFFFFFu);
+    EXPECT_EQ(getBits(0xFFFFFFFE, 0, 0, true), 0u);
+    EXPECT_EQ(getBits(0xDEADBEEF, 0, 31, false), 0xDEADBEEFu);
+    EXPECT_EQ(getBits(0x80000000, 16, 31, true), 0xFFFF8000u);
+    EXPECT_DEATH(getBits(0, 5, 32, false), "out of range");
 }
 
-TEST(BitFields, SetBits) {
+TEST(WordHelpers, SetBits) {
     struct {
         int low, high;
         int32_t value;
@@ -318,21 +288,6 @@ TEST(BitFields, SetBits) {
     }
 }
 
-TEST(BitFields, GetBits) {
-    EXPECT_EQ(getBits(0x12345678, 4, 11, false), 0x67u);
-    EXPECT_EQ(getBits(0x000000F0, 4, 7, true), 0xFFFFFFFFu);
-    EXPECT_EQ(getBits(0x00000070, 4, 7, true), 7u);
-    EXPECT_EQ(getBits(0x80000000, 31, 31, true), 0xFFFFFFFFu);
-    EXPECT_EQ(getBits(0x00000001, 0, 0, true), 0xFFFFFFFFu);
-    EXPECT_EQ(getBits(0xFFFFFFFE, 0, 0, true), 0u);
-    EXPECT_EQ(getBits(0xDEADBEEF, 0, 31, false), 0xDEADBEEFu);
-    EXPECT_EQ(getBits(0x80000000, 16, 31, true), 0xFFFF8000u);
-}
-
-TEST(BitFieldsDeathTest, BadField) {
-    EXPECT_DEATH(getBits(0, 5, 32, false), "out of range");
-}
-
 TEST(TextHelpers, DuplicateAndSubstrings) {
     EXPECT_EQ(duplicate(nullptr), nullptr);
     const char *source = "text";
@@ -341,20 +296,19 @@ TEST(TextHelpers, DuplicateAndSubstrings) {
     EXPECT_NE(copy.get(), source);
 
     auto split = [](const char *text, const char *separators) {
-        std::vector<std::string> pieces;
+        Texts pieces;
         eachSubstring([&](const char *p) { pieces.push_back(p); }, text, separators);
         return pieces;
     };
-    using V = std::vector<std::string>;
-    EXPECT_EQ(split("a;b;c", ";"), (V{"a", "b", "c"}));
-    EXPECT_EQ(split("a;b;", ";"), (V{"a", "b"}));
-    EXPECT_EQ(split(";a", ";"), (V{"", "a"}));
-    EXPECT_EQ(split("a;;b", ";"), (V{"a", "", "b"}));
-    EXPECT_EQ(split("x:y;z", ":;"), (V{"x", "y", "z"}));
-    EXPECT_EQ(split("", ";"), V{});
-    EXPECT_EQ(split(nullptr, ";"), V{});
+    EXPECT_EQ(split("a;b;c", ";"), (Texts{"a", "b", "c"}));
+    EXPECT_EQ(split("a;b;", ";"), (Texts{"a", "b"}));
+    EXPECT_EQ(split(";a", ";"), (Texts{"", "a"}));
+    EXPECT_EQ(split("a;;b", ";"), (Texts{"a", "", "b"}));
+    EXPECT_EQ(split("x:y;z", ":;"), (Texts{"x", "y", "z"}));
+    EXPECT_EQ(split("", ";"), Texts{});
+    EXPECT_EQ(split(nullptr, ";"), Texts{});
     std::string longPiece(2500, 'q');
-    V pieces = split((longPiece + ";" + longPiece).c_str(), ";");
+    Texts pieces = split((longPiece + ";" + longPiece).c_str(), ";");
     ASSERT_EQ(pieces.size(), 2u);
     EXPECT_EQ(pieces[0].size(), 1999u);
     EXPECT_EQ(pieces[1].size(), 2500u);

@@ -25,74 +25,39 @@ struct Counter {
     ErrorCounter errors{out, "tnm"};
 };
 
-TEST(ErrorCounter, PrefixesAndCounts) {
-    Counter c;
-    c.errors.warning("odd %d", 1);
-    EXPECT_EQ(c.errors.warningCount, 1);
-    EXPECT_EQ(c.errors.errorCount, 0);
-    c.errors.error("bad %s", "x");
-    c.errors.error("worse");
-    EXPECT_EQ(c.errors.errorCount, 2);
-    EXPECT_EQ(c.errors.warningCount, 1);
-    EXPECT_EQ(c.text.str(), "[tnm] (Warning) odd 1\n[tnm] bad x\n[tnm] worse\n");
-}
-
-TEST(ErrorCounter, ContinuationAndObjects) {
+TEST(ErrorCounter, PrefixesCountsAndDirectives) {
     Counter c;
     Name name;
+    c.errors.warning("odd %d", 1);
+    EXPECT_EQ(c.errors.warningCount, 1);
+    EXPECT_EQ(c.errors.errorCount, 0); // so the exit status stays 0
     c.errors.error("Archive %O has a truncated symbol table%C(EOF encountered while reading %d "
                    "entries).",
                    static_cast<const Printable *>(&name), 12);
     c.errors.error("%O", static_cast<const Printable *>(nullptr));
-    EXPECT_EQ(c.text.str(), "[tnm] Archive lib.a(m.o) has a truncated symbol table\n|\t(EOF "
+    c.errors.warningsEnabled = false;
+    c.errors.warning("hidden");
+    EXPECT_EQ(c.errors.errorCount, 2);
+    EXPECT_EQ(c.errors.warningCount, 1);
+    EXPECT_EQ(c.text.str(), "[tnm] (Warning) odd 1\n"
+                            "[tnm] Archive lib.a(m.o) has a truncated symbol table\n|\t(EOF "
                             "encountered while reading 12 entries).\n[tnm] <NULL>\n");
 }
 
-TEST(ErrorCounter, DisabledWarningsAreNotCounted) {
-    Counter c;
-    c.errors.warningsEnabled = false;
-    c.errors.warning("hidden");
-    EXPECT_EQ(c.errors.warningCount, 0);
-    EXPECT_EQ(c.text.str(), "");
-}
-
-TEST(ErrorCounter, FormatterIsTheEngineOfItsOutput) {
+TEST(ErrorCounter, FormatterAndNullContext) {
     Counter c;
     EXPECT_EQ(&c.errors.formatter(), &c.engine);
-    NullErrorContext null;
-    EXPECT_EQ(&null.formatter(), &defaultPrintfFormat());
     // A text built with the context's engine knows "%C".
     char buffer[32];
     StringFormatOut out(buffer, sizeof buffer, false, c.errors.formatter());
     out.print("a%Cb");
     EXPECT_STREQ(buffer, "a\n|\tb");
-}
 
-TEST(NullErrorContext, SwallowsEverything) {
     NullErrorContext null;
+    EXPECT_EQ(&null.formatter(), &defaultPrintfFormat());
     null.warning("w %d", 1);
     null.error("e %s", "x");
-    EXPECT_EQ(null.errorCount, 0);
-    EXPECT_EQ(null.warningCount, 0);
-}
-
-TEST(ErrorDeathTest, FatalPrintsPrefixAndExitsWithOne) {
-    EXPECT_EXIT(
-        {
-            StreamFormatOut out(std::cerr, defaultPrintfFormat());
-            ErrorCounter errors(out, "tnm");
-            errors.fatal("cannot go on in %s", "a.o");
-        },
-        testing::ExitedWithCode(1), "^\\[tnm\\] Fatal Error: cannot go on in a.o\n$");
-}
-
-TEST(ErrorDeathTest, FatalWithNullContextExitsSilently) {
-    EXPECT_EXIT(
-        {
-            NullErrorContext null;
-            null.fatal("quiet");
-        },
-        testing::ExitedWithCode(1), "^$");
+    EXPECT_EQ(null.errorCount + null.warningCount, 0);
 }
 
 [[noreturn]] void exitWithSeven(int status) {
@@ -100,31 +65,36 @@ TEST(ErrorDeathTest, FatalWithNullContextExitsSilently) {
 }
 void returningHook(int) {}
 
-TEST(ErrorDeathTest, FatalCallsTheExitHook) {
+TEST(ErrorDeathTest, FatalEndsTheRunWithStatusOne) {
     EXPECT_EXIT(
         {
-            setFatalExitHook(exitWithSeven);
-            NullErrorContext null;
-            null.fatal("x");
+            StreamFormatOut out(std::cerr, defaultPrintfFormat());
+            ErrorCounter errors(out, "tnm");
+            errors.fatal("cannot go on in %s", "a.o");
         },
-        testing::ExitedWithCode(7), "");
+        testing::ExitedWithCode(1), "^\\[tnm\\] Fatal Error: cannot go on in a.o\n$");
+    // Whatever the context, and whatever a hook that returns does.
+    EXPECT_EXIT(NullErrorContext().fatal("quiet"), testing::ExitedWithCode(1), "^$");
     EXPECT_EXIT(
         {
             setFatalExitHook(returningHook);
-            NullErrorContext null;
-            null.fatal("x");
+            NullErrorContext().fatal("x");
         },
         testing::ExitedWithCode(1), "");
-}
-
-TEST(BotchDeathTest, WritesMessageAndAborts) {
-    EXPECT_EXIT(botch("bad state %d%Cnext", 3), testing::KilledBySignal(SIGABRT),
-                "^Fatal error --- bad state 3\n\\|\tnext\nAborting...\n$");
+    EXPECT_EXIT(
+        {
+            setFatalExitHook(exitWithSeven);
+            NullErrorContext().fatal("x");
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 void ignoreSignal(int) {}
 
-TEST(BotchDeathTest, ExitsWithOneWhenTheSignalHandlerReturns) {
+TEST(BotchDeathTest, WritesMessageAndAborts) {
+    EXPECT_EXIT(botch("bad state %d%Cnext", 3), testing::KilledBySignal(SIGABRT),
+                "^Fatal error --- bad state 3\n\\|\tnext\nAborting...\n$");
+    // A handler that returns: status 1.
     EXPECT_EXIT(
         {
             signal(SIGABRT, ignoreSignal);

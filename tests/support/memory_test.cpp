@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -46,57 +47,51 @@ template <typename Body> std::string traced(const char *threshold, Body body) {
 }
 
 TEST(HeapEnvironment, ReadsTheVariables) {
-    {
-        HeapEnvironment env("  +100", nullptr);
-        EXPECT_TRUE(heapTrace);
-        EXPECT_EQ(heapTraceThreshold, 100u);
-        EXPECT_FALSE(heapFill);
+    struct {
+        const char *trace, *fill;
+        bool heapTrace;
+        uint32_t threshold;
+        bool heapFill;
+    } cases[] = {
+        {"  +100", nullptr, true, 100, false},
+        {"-1", "", true, 0xFFFFFFFF, true}, // set, even to nothing, fills
+        {"junk", "no", true, 0, true},
+        {nullptr, nullptr, false, 0, false},
+    };
+    for (auto &c : cases) {
+        HeapEnvironment env(c.trace, c.fill);
+        const char *what = c.trace ? c.trace : "unset";
+        EXPECT_EQ(heapTrace, c.heapTrace) << what;
+        EXPECT_EQ(heapTraceThreshold, c.threshold) << what;
+        EXPECT_EQ(heapFill, c.heapFill) << what;
     }
-    {
-        HeapEnvironment env("-1", "");
-        EXPECT_EQ(heapTraceThreshold, 0xFFFFFFFFu);
-        EXPECT_TRUE(heapFill);
-    }
-    {
-        HeapEnvironment env("junk", "no");
-        EXPECT_TRUE(heapTrace);
-        EXPECT_EQ(heapTraceThreshold, 0u);
-        EXPECT_TRUE(heapFill);
-    }
-    EXPECT_FALSE(heapTrace);
-    EXPECT_FALSE(heapFill);
 }
 
 TEST(GlobalNew, TracesAllocationsAtOrAboveTheThreshold) {
-    unsigned long big = 0;
-    std::string out = traced("100", [&] {
-        void *block = ::operator new(100);
-        big = reinterpret_cast<unsigned long>(block);
-        void *small = ::operator new(99);
-        ::operator delete(small);
+    // Above 8 the frees stay out of the trace.
+    unsigned long traced9 = 0;
+    std::string out = traced("9", [&] {
+        void *block = ::operator new(9);
+        traced9 = reinterpret_cast<unsigned long>(block);
+        ::operator delete(::operator new(8));
         ::operator delete(block);
     });
-    char expected[64];
-    snprintf(expected, sizeof expected, "HEAP> new(0x64) = 0x%lx from 0x", big);
-    EXPECT_NE(out.find(expected), std::string::npos) << out;
-    EXPECT_EQ(out.find("new(0x63)"), std::string::npos) << out;
-    EXPECT_EQ(out.find("free("), std::string::npos) << out;
-    size_t at = out.find("HEAP> new(0x64)");
-    ASSERT_NE(at, std::string::npos) << out;
     unsigned long block = 0, caller = 0, callersCaller = 0;
     char end = 0;
-    EXPECT_EQ(sscanf(out.c_str() + at, "HEAP> new(0x64) = 0x%lx from 0x%lx from 0x%lx%c", &block,
+    size_t at = out.find("HEAP> new(0x9)");
+    ASSERT_NE(at, std::string::npos) << out;
+    EXPECT_EQ(sscanf(out.c_str() + at, "HEAP> new(0x9) = 0x%lx from 0x%lx from 0x%lx%c", &block,
                      &caller, &callersCaller, &end),
               4)
         << out;
-    EXPECT_EQ(block, big);
+    EXPECT_EQ(block, traced9);
     EXPECT_NE(caller, 0u);
     EXPECT_EQ(end, '\n');
-}
+    EXPECT_EQ(out.find("new(0x8)"), std::string::npos) << out;
+    EXPECT_EQ(out.find("free("), std::string::npos) << out;
 
-TEST(GlobalNew, ThresholdZeroTracesFreesToo) {
-    unsigned long block = 0;
-    std::string out = traced("0", [&] {
+    // 0 traces every allocation and every free, but not of nothing.
+    out = traced("0", [&] {
         void *p = ::operator new(1);
         block = reinterpret_cast<unsigned long>(p);
         ::operator delete(p);
@@ -110,18 +105,11 @@ TEST(GlobalNew, ThresholdZeroTracesFreesToo) {
     EXPECT_EQ(out.find("free(0x0)"), std::string::npos) << out;
 }
 
-TEST(GlobalNew, ThresholdAboveEightKeepsFreesOut) {
-    std::string out = traced("9", [] { ::operator delete(::operator new(64)); });
-    EXPECT_NE(out.find("HEAP> new(0x40)"), std::string::npos) << out;
-    EXPECT_EQ(out.find("free("), std::string::npos) << out;
-}
-
 TEST(GlobalNew, FillAndZeroSize) {
     {
         HeapEnvironment env(nullptr, "");
         auto *block = static_cast<unsigned char *>(::operator new(32));
-        for (int i = 0; i < 32; ++i)
-            EXPECT_EQ(block[i], 0xAA) << i;
+        EXPECT_EQ(std::count(block, block + 32, 0xAA), 32);
         ::operator delete(block);
     }
     void *empty = ::operator new(0);
@@ -129,10 +117,6 @@ TEST(GlobalNew, FillAndZeroSize) {
     ::operator delete(empty);
     void *nothrow = ::operator new(0x80000000u, std::nothrow);
     EXPECT_EQ(nothrow, nullptr);
-}
-
-TEST(GlobalNewDeathTest, NegativeSizeBotches) {
-    EXPECT_DEATH((void)::operator new(static_cast<size_t>(0xFFFFFFFBu)), "new\\(-5\\) attempted!!");
 }
 
 #if !defined(__SANITIZE_ADDRESS__)
@@ -147,6 +131,7 @@ void allocateBeyondLimit() {
 #endif
 
 TEST(GlobalNewDeathTest, ExhaustedMemoryBotches) {
+    EXPECT_DEATH((void)::operator new(static_cast<size_t>(0xFFFFFFFBu)), "new\\(-5\\) attempted!!");
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the sanitizer's allocator reports this itself";
 #else
@@ -155,18 +140,22 @@ TEST(GlobalNewDeathTest, ExhaustedMemoryBotches) {
 #endif
 }
 
-TEST(HeapPool, SmallAllocationsAreRoundedAndAligned) {
+TEST(HeapPool, SmallAllocationsCopiesAndZeroes) {
     HeapPool pool(64, "TestPoolRound");
     auto *a = static_cast<unsigned char *>(pool.allocate(1));
     auto *b = static_cast<unsigned char *>(pool.allocate(1));
-    EXPECT_EQ(b - a, 8);
-    EXPECT_EQ(pool.current->used, 16u);
+    EXPECT_EQ(b - a, 8); // allocate(1) uses 8 bytes
     EXPECT_EQ(reinterpret_cast<uintptr_t>(a) % 8, 0u);
     auto *c = static_cast<unsigned char *>(pool.allocate(13));
     EXPECT_EQ(c - b, 8);
     EXPECT_EQ(pool.current->used, 32u);
     EXPECT_EQ(pool.statistics->newOperations, 3u);
     EXPECT_EQ(pool.statistics->neededChunk, 0u);
+    char *copy = pool.duplicate("hello");
+    EXPECT_STREQ(pool.duplicate("abcdef", 3), "abc");
+    auto *zero = static_cast<unsigned char *>(pool.allocateZeroed(40));
+    EXPECT_EQ(std::count(zero, zero + 40, 0), 40);
+    EXPECT_STREQ(copy, "hello");
 
     HeapPool tiny(3, "TestPoolTiny");
     EXPECT_EQ(tiny.firstSize, 16u);
@@ -225,18 +214,6 @@ TEST(HeapPool, ResetKeepsTheOldestChunkAndAccountsBytes) {
         EXPECT_EQ(poolBytesNow, before + 32 + HeapPoolChunk::headerSize);
     }
     EXPECT_EQ(poolBytesNow, before);
-}
-
-TEST(HeapPool, CopiesAndZeroes) {
-    HeapPool pool(16, "TestPoolCopies", 64);
-    char *copy = pool.duplicate("hello");
-    EXPECT_STREQ(copy, "hello");
-    char *part = pool.duplicate("abcdef", 3);
-    EXPECT_STREQ(part, "abc");
-    auto *zero = static_cast<unsigned char *>(pool.allocateZeroed(40));
-    for (int i = 0; i < 40; ++i)
-        EXPECT_EQ(zero[i], 0) << i;
-    EXPECT_STREQ(copy, "hello");
 }
 
 std::string report() {
@@ -303,25 +280,20 @@ TEST(HeapPool, ReportGivesOneEntryPerName) {
 // The tool itself reads the variables at start-up and allocates through
 // the replaced operators: the trace shows up in its standard output.
 TEST(GlobalNew, ToolTracesFromStartUp) {
-    std::string command =
-        "TV_MALLOC_DEBUG=0 MALLOC_FILL= " TNM_PATH " /nonexistent-file 2>/dev/null";
-    FILE *pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string out;
-    char chunk[4096];
-    while (size_t n = fread(chunk, 1, sizeof chunk, pipe))
-        out.append(chunk, n);
-    pclose(pipe);
+    auto run = [](const char *variables) {
+        std::string command =
+            std::string(variables) + " " TNM_PATH " /nonexistent-file 2>/dev/null";
+        FILE *pipe = popen(command.c_str(), "r");
+        std::string out;
+        char chunk[4096];
+        while (size_t n = pipe ? fread(chunk, 1, sizeof chunk, pipe) : 0)
+            out.append(chunk, n);
+        if (pipe) pclose(pipe);
+        return out;
+    };
+    std::string out = run("TV_MALLOC_DEBUG=0 MALLOC_FILL=");
     EXPECT_NE(out.find("HEAP> new(0x"), std::string::npos) << out;
     EXPECT_NE(out.find("HEAP> free(0x"), std::string::npos) << out;
-
-    command = "TV_MALLOC_DEBUG=100000000 " TNM_PATH " /nonexistent-file 2>/dev/null";
-    pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    out.clear();
-    while (size_t n = fread(chunk, 1, sizeof chunk, pipe))
-        out.append(chunk, n);
-    pclose(pipe);
-    EXPECT_EQ(out.find("HEAP>"), std::string::npos) << out;
+    EXPECT_EQ(run("TV_MALLOC_DEBUG=100000000").find("HEAP>"), std::string::npos);
 }
 #endif

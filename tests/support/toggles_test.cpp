@@ -15,6 +15,8 @@
 
 namespace {
 
+using Words = std::vector<std::string>;
+
 struct Recorder : ToggleObserver {
     std::vector<bool> values;
     void changed(Toggle &toggle) override { values.push_back(toggle.isOn()); }
@@ -25,8 +27,7 @@ TEST(Toggles, DefineFindAndCase) {
     Toggle &map = table.define("MAP", false);
     EXPECT_FALSE(map.isOn());
     EXPECT_TRUE(map.defined);
-    EXPECT_FALSE(map.userSet);
-    EXPECT_EQ(&table.define("MAP", false), &map);
+    EXPECT_EQ(&table.define("MAP", false), &map); // twice: one toggle
     EXPECT_FALSE(map.userSet);
     EXPECT_EQ(table.find("map"), &map);
     EXPECT_EQ(table.find("Map"), &map);
@@ -37,14 +38,14 @@ TEST(Toggles, DefineFindAndCase) {
     // Names are kept in upper case; one without lower case by its pointer.
     const char *upperName = "TRACE_SDATA";
     table.define(upperName, false);
-    std::vector<std::string> names;
+    Words names;
     for (ToggleTable::Entry *e = table.first; e; e = e->nextInList)
         names.push_back(e->name);
-    EXPECT_EQ(names, (std::vector<std::string>{"MAP", "ARCH5", "TRACE_SDATA"}));
+    EXPECT_EQ(names, (Words{"MAP", "ARCH5", "TRACE_SDATA"}));
     EXPECT_EQ(table.last->name, upperName);
 }
 
-TEST(Toggles, SetBeforeDefine) {
+TEST(Toggles, SetBeforeAndAfterDefine) {
     ToggleTable table;
     Toggle &early = table.set("lib", true);
     EXPECT_FALSE(early.defined);
@@ -54,20 +55,13 @@ TEST(Toggles, SetBeforeDefine) {
     EXPECT_TRUE(defined.isOn());
     EXPECT_TRUE(defined.defined);
     EXPECT_TRUE(defined.userSet);
+    // Set to the definition's own value: still one toggle, still off.
+    table.set("X", false);
+    EXPECT_FALSE(table.define("x", false).isOn());
 
-    // Set to the definition's own value: still one toggle, still on.
-    ToggleTable other;
-    other.set("X", false);
-    Toggle &x = other.define("x", false);
-    EXPECT_FALSE(x.isOn());
-    EXPECT_TRUE(x.defined);
-}
-
-TEST(Toggles, SetPushesOnAnExistingToggle) {
-    ToggleTable table;
+    // After the definition a set pushes.
     Toggle &t = table.define("NOCOMPRESS", false);
     table.set("nocompress", true);
-    EXPECT_TRUE(t.isOn());
     EXPECT_EQ(t.bits, 1);
     table.set("NOCOMPRESS", true);
     EXPECT_EQ(t.bits, 3);
@@ -86,22 +80,18 @@ TEST(Toggles, PushPopNotifyObserversAndMirror) {
     t.addObserver(&a);
     t.addObserver(&b);
     t.addObserver(&a);
-    EXPECT_EQ(t.observers->capacity, 4u);
+    EXPECT_EQ(t.observers->capacity, 4u); // from room for two, doubled
 
     t.push(true); // bits 1, old bit 0 was 0: a change
     EXPECT_TRUE(mirror);
     EXPECT_TRUE(t.userSet);
     EXPECT_EQ(a.values, (std::vector<bool>{true, true}));
-    EXPECT_EQ(b.values, (std::vector<bool>{true}));
-
     t.removeObserver(&a);
     t.push(true); // bits 3 differs from old bit 0 (1): notified again
-    EXPECT_EQ(b.values, (std::vector<bool>{true, true}));
-    t.pop(); // bits 1 equals old bit 0 (1): no notification
-    EXPECT_EQ(b.values.size(), 2u);
-    EXPECT_EQ(a.values.size(), 2u);
-    t.pop(); // bits 0 differs from 1
+    t.pop();      // bits 1 equals old bit 0 (1): no notification
+    t.pop();      // bits 0 differs from 1
     EXPECT_FALSE(mirror);
+    EXPECT_EQ(a.values.size(), 2u);
     EXPECT_EQ(b.values, (std::vector<bool>{true, true, false}));
 
     // A push of 0 over a stack of 0 is no change.
@@ -121,36 +111,22 @@ TEST(Toggles, Alias) {
     table.alias(arch5, "ver5");
     EXPECT_EQ(table.find("VER5"), &arch5);
 
-    // An alias to a name that only an early set has made takes its value.
-    ToggleTable early;
-    early.set("ver5", true);
-    Toggle &fresh = early.define("arch5", false);
-    early.alias(fresh, "VER5");
-    EXPECT_TRUE(fresh.isOn());
-    EXPECT_EQ(early.find("ver5"), &fresh);
-
-    // Not when the toggle itself was set from outside.
-    ToggleTable both;
-    both.set("ver5", true);
-    both.set("arch5", false);
-    Toggle &setToo = both.define("arch5", false);
-    both.alias(setToo, "ver5");
-    EXPECT_FALSE(setToo.isOn());
-}
-
-TEST(TogglesDeathTest, AliasOfADefinedName) {
-    EXPECT_DEATH(
-        {
-            ToggleTable table;
-            Toggle &a = table.define("A", false);
-            table.define("B", false);
-            table.alias(a, "b");
-        },
-        "Fatal error --- Toggle Alias::Duplicate toggle \"b\"");
+    // An alias to a name that only an early set has made takes its value,
+    // unless the toggle itself was set from outside.
+    for (bool setToo : {false, true}) {
+        ToggleTable early;
+        early.set("ver5", true);
+        if (setToo) early.set("arch5", false);
+        Toggle &fresh = early.define("arch5", false);
+        early.alias(fresh, "VER5");
+        EXPECT_EQ(fresh.isOn(), !setToo);
+        EXPECT_EQ(early.find("ver5"), &fresh);
+    }
+    table.define("B", false);
+    EXPECT_DEATH(table.alias(arch5, "b"), "Fatal error --- Toggle Alias::Duplicate toggle \"b\"");
 }
 
 TEST(Toggles, GlobalTableAndTraceOutput) {
-    EXPECT_EQ(&toggleTable(), &toggleTable());
     Toggle &t = toggleTable().define("SUPPORT_TEST_TOGGLE", false);
     EXPECT_EQ(toggleTable().find("support_test_toggle"), &t);
     fflush(stdout);
@@ -164,7 +140,10 @@ TEST(Toggles, GlobalTableAndTraceOutput) {
 class ArgumentFiles : public testing::Test {
 protected:
     char dir[32] = "/tmp/tnm-args-XXXXXX";
-    std::vector<std::string> made;
+    Words made;
+    std::ostringstream text;
+    StreamFormatOut out{text, defaultPrintfFormat()};
+    ErrorCounter errors{out, "tnm"};
 
     void SetUp() override { ASSERT_NE(mkdtemp(dir), nullptr); }
     void TearDown() override {
@@ -180,22 +159,20 @@ protected:
         made.push_back(path);
         return path;
     }
-    std::vector<std::string> expand(std::vector<std::string> args, ErrorContext *errors) {
+    Words expand(Words args, ErrorContext *context) {
         std::vector<char *> v;
         for (auto &a : args)
             v.push_back(a.data());
         v.push_back(nullptr);
         int argc = static_cast<int>(args.size());
         char **argv = v.data();
-        expandArgumentFiles(argc, argv, errors);
+        expandArgumentFiles(argc, argv, context);
         EXPECT_EQ(argv[argc], nullptr);
-        return std::vector<std::string>(argv, argv + argc);
+        return Words(argv, argv + argc);
     }
 };
 
-using Words = std::vector<std::string>;
-
-TEST_F(ArgumentFiles, ExpandsWordsLinesAndQuotes) {
+TEST_F(ArgumentFiles, ExpandsWordsLinesQuotesAndNestedFiles) {
     std::string path = file("a", "one two\r\n"
                                  "  \"quoted word\" 'single' \"\" next\n"
                                  "\"esc\\\"aped\" back\\\n"
@@ -205,26 +182,15 @@ TEST_F(ArgumentFiles, ExpandsWordsLinesAndQuotes) {
     EXPECT_EQ(expand({"tool", "@" + path, "last"}, nullptr),
               (Words{"tool", "one", "two", "quoted word", "single", "next", "esc\\\"aped",
                      "backslash", "open to the end", "last"}));
-}
-
-TEST_F(ArgumentFiles, NestedFilesAndOrdinaryArguments) {
     std::string inner = file("inner", "x y\n");
     std::string outer = file("outer", "a @" + inner + " b\n");
     EXPECT_EQ(expand({"@", "@E", "@" + outer, "-n"}, nullptr),
               (Words{"@", "@E", "a", "x", "y", "b", "-n"}));
-    // Nothing to expand: the vector stays.
-    EXPECT_EQ(expand({"@", "plain"}, nullptr), (Words{"@", "plain"}));
-}
-
-TEST_F(ArgumentFiles, BackslashOnTheLastLineEndsIt) {
-    std::string path = file("end", "a b\\");
-    EXPECT_EQ(expand({"@" + path}, nullptr), (Words{"a", "b"}));
+    // A backslash on the last line has nothing to join: the line ends.
+    EXPECT_EQ(expand({"@" + file("end", "a b\\")}, nullptr), (Words{"a", "b"}));
 }
 
 TEST_F(ArgumentFiles, MissingFileIsReportedAndKept) {
-    std::ostringstream text;
-    StreamFormatOut out(text, defaultPrintfFormat());
-    ErrorCounter errors(out, "tnm");
     std::string missing = std::string(dir) + "/missing";
     std::string good = file("good", "w\n");
     EXPECT_EQ(expand({"@" + missing, "@" + good}, &errors), (Words{"@" + missing, "w"}));
@@ -238,9 +204,6 @@ TEST_F(ArgumentFiles, MissingFileIsReportedAndKept) {
 TEST_F(ArgumentFiles, SelfReferenceStops) {
     std::string path = std::string(dir) + "/self";
     file("self", "w @" + path + "\n");
-    std::ostringstream text;
-    StreamFormatOut out(text, defaultPrintfFormat());
-    ErrorCounter errors(out, "tnm");
     Words words = expand({"@" + path}, &errors);
     EXPECT_EQ(words.size(), 33u);
     EXPECT_EQ(words.front(), "w");
@@ -250,20 +213,15 @@ TEST_F(ArgumentFiles, SelfReferenceStops) {
 
 TEST(SplitIntoArguments, GivesCountAndVector) {
     Words seen;
-    int count = -1;
     splitIntoArguments("  -a 'b c'  d ", "first", [&](int argc, char **argv) {
-        count = argc;
-        for (int i = 0; i < argc; ++i)
-            seen.push_back(argv[i]);
+        seen.assign(argv, argv + argc);
         EXPECT_EQ(argv[argc], nullptr);
     });
-    EXPECT_EQ(count, 4);
     EXPECT_EQ(seen, (Words{"first", "-a", "b c", "d"}));
-    splitIntoArguments("", nullptr, [&](int argc, char **argv) {
-        count = argc;
-        EXPECT_EQ(argv[0], nullptr);
-    });
-    EXPECT_EQ(count, 0);
+    int calls = 0; // once, with no words
+    splitIntoArguments("", nullptr,
+                       [&](int argc, char **argv) { calls += 1 + argc + (argv[0] != nullptr); });
+    EXPECT_EQ(calls, 1);
 }
 
 } // namespace
