@@ -81,7 +81,6 @@ public:
     FakeSymbol &global() { return set(symbolBinding, SymbolBinding::global); }
     FakeSymbol &weak() { return set(symbolBinding, SymbolBinding::weak); }
     FakeSymbol &bindingValue(uint8_t raw) { return set(symbolBinding, SymbolBinding(raw)); }
-    FakeSymbol &notype() { return set(symbolType, SymbolType::none); }
     FakeSymbol &data() { return set(symbolType, SymbolType::data); }
     FakeSymbol &function() { return set(symbolType, SymbolType::function); }
     FakeSymbol &sectionType() { return set(symbolType, SymbolType::section); }
@@ -159,7 +158,6 @@ public:
 
     FakeSection &section(const char *name);
     FakeSymbol &symbol(const char *name);
-    FakeSymbol &symbolAt(uint32_t index) { return *symbols[index]; }
 
     // Makes symbolCount answer `n` instead of the number of symbols.
     void claimSymbolCount(uint32_t n) { claimedCount = n; }

@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -118,11 +117,4 @@ std::string ScratchDir::write(const std::string &name, std::string_view bytes) c
 std::string ScratchDir::write(const std::string &name, const std::vector<uint8_t> &bytes) const {
     return write(name,
                  std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()));
-}
-
-std::string readWholeFile(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }

@@ -52,6 +52,3 @@ public:
 private:
     std::string dir;
 };
-
-// Reads a whole file into a string; empty if it cannot be read.
-std::string readWholeFile(const std::string &path);
