@@ -67,7 +67,6 @@ TEST_F(ObjectFileTest, CountsAndGlobalSymbols) {
         return false;
     });
     EXPECT_EQ(seen, "global");
-    EXPECT_EQ(file.count(), 3u);
 
     // adjustSectionSizes asks every section.
     EXPECT_FALSE(file.adjustSectionSizes());

@@ -147,7 +147,6 @@ TEST_F(SymbolTest, AddressAndBaseAnswers) {
                        symbol.isImportStub(), symbol.isExportBinding(), symbol.isExportable(),
                        symbol.isMarked(), symbol.hasStrongReference(), symbol.isReferenced()}),
               "00000000001111");
-    EXPECT_EQ(symbol.index(), 0u);
 }
 
 class ComdatSection : public TestSection {

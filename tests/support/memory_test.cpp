@@ -10,6 +10,7 @@
 #include <new>
 #include <string>
 #include <sys/resource.h>
+#include <vector>
 
 namespace {
 
@@ -162,38 +163,41 @@ TEST(HeapPool, SmallAllocationsCopiesAndZeroes) {
     EXPECT_EQ(tiny.extentSize, 16u);
 }
 
-TEST(HeapPool, LargeAllocationGetsItsOwnChunk) {
+// newOperations, neededChunk, inPreviousChunks, chunks, maxSize.
+std::vector<uint32_t> statistics(const HeapPool &pool) {
+    const HeapPoolStatistics &s = *pool.statistics;
+    return {s.newOperations, s.neededChunk, s.inPreviousChunks, s.chunks, s.maxSize};
+}
+
+TEST(HeapPool, LargeAllocationsAndOlderChunks) {
+    // An allocation above the extent size gets a chunk of its own, of
+    // exactly the rounded size.
     HeapPool pool(64, "TestPoolLarge", 32);
-    EXPECT_EQ(pool.extentSize, 32u);
     pool.allocate(100);
     EXPECT_EQ(pool.current->size, 104u);
     EXPECT_EQ(pool.current->used, 104u);
     EXPECT_EQ(pool.current->chunkNumber, 2u);
     EXPECT_EQ(pool.current->totalSize, 168u);
-    EXPECT_EQ(pool.statistics->neededChunk, 1u);
-    pool.allocate(8);
-    // The new chunk is full; the first one still has room.
-    EXPECT_EQ(pool.statistics->inPreviousChunks, 1u);
+    pool.allocate(8); // the new chunk is full; the first one has room
+    EXPECT_EQ(statistics(pool), (std::vector<uint32_t>{2, 1, 1, 2, 168}));
     pool.allocate(72);
     EXPECT_EQ(pool.current->size, 72u);
-}
+    pool.allocate(56); // fills the first chunk
+    pool.allocate(8);  // nothing has room: a chunk of the extent size
+    EXPECT_EQ(pool.current->size, 32u);
 
-TEST(HeapPool, OlderChunksAreSearchedAndNearlyFullOnesDropped) {
-    HeapPool pool(64, "TestPoolSearch");
-    pool.allocate(40); // chunk 1: 24 left
-    pool.allocate(56); // chunk 2: 8 left
-    HeapPoolChunk *second = pool.current;
+    HeapPool search(64, "TestPoolSearch");
+    search.allocate(40); // chunk 1: 24 left
+    search.allocate(56); // chunk 2: 8 left
+    HeapPoolChunk *second = search.current;
     EXPECT_EQ(second->nextWithRoom, second->previous);
-    pool.allocate(24); // from chunk 1, which is then full
-    EXPECT_EQ(pool.statistics->inPreviousChunks, 1u);
+    search.allocate(24); // from chunk 1, which is then full
     EXPECT_EQ(second->previous->used, 64u);
-    pool.allocate(16); // chunk 3
+    search.allocate(16); // chunk 3
     // Chunk 2 has 8 bytes left and chunk 1 none: neither is searched again.
-    EXPECT_EQ(pool.current->nextWithRoom, nullptr);
+    EXPECT_EQ(search.current->nextWithRoom, nullptr);
     EXPECT_EQ(second->nextWithRoom, nullptr);
-    EXPECT_EQ(pool.statistics->neededChunk, 2u);
-    EXPECT_EQ(pool.statistics->chunks, 3u);
-    EXPECT_EQ(pool.statistics->maxSize, 192u);
+    EXPECT_EQ(statistics(search), (std::vector<uint32_t>{4, 2, 1, 3, 192}));
 }
 
 TEST(HeapPool, ResetKeepsTheOldestChunkAndAccountsBytes) {
