@@ -65,14 +65,6 @@ TEST(Unmangle, WithoutBufferUsesAPrivateOneOverwrittenByTheNextCall) {
     EXPECT_STREQ(first, "bar(int)");
 }
 
-TEST(Unmangle, TwoBuffersInTurnKeepBothResults) {
-    char buffers[2][512];
-    const char *a = unmangle("foo__Fi", buffers[0], 512);
-    const char *b = unmangle("bar__3FooCFi", buffers[1], 512);
-    EXPECT_STREQ(a, "foo(int)");
-    EXPECT_STREQ(b, "Foo::bar(int)const ");
-}
-
 // "f__F" and three names of 200 characters: "f(" + 3 * 200 + 2 commas + ")".
 std::string longFunctionName(std::string *shown) {
     std::string name = "f__F";
