@@ -6,8 +6,9 @@
 #include "kit/FakeObjectFile.h"
 #include "tool/nm_listing.h"
 
-#include <cstring>
+#include <cstdio>
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace {
 
