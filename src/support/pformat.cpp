@@ -5,6 +5,20 @@
 #include <cstring>
 #include <initializer_list>
 
+namespace {
+
+// Writes `n` zeros in runs from one constant text, as blanks are written.
+void putZeros(FormatSink &sink, int32_t n) {
+    static const char zeros[] = "0000000000000000000"; // 19 zeros
+    while (n > 0) {
+        int32_t run = n < 19 ? n : 19;
+        Format::put(sink, zeros, run);
+        n -= run;
+    }
+}
+
+} // namespace
+
 PrintfFormat::PrintfFormat() {
     for (char c : {'d', 'u', 'x', 'X', 'o'})
         setDirective(c, formatNumber);
@@ -112,28 +126,26 @@ void PrintfFormat::formatNumber(va_list *args, const FormatSpec &field, FormatSi
     char sign = negative ? '-' : field.plusSign ? '+' : field.spaceSign ? ' ' : 0;
     bool prefix = field.alternate && base == 16;
     int32_t pad = field.width - static_cast<int32_t>(end - p);
+    // Right-aligned, what the sign and the prefix leave of the pad goes in
+    // front as blanks, or behind them as zeros.  The zeros are written in
+    // runs rather than into the work area, so that any width is filled.
     int32_t blanksInFront = 0;
+    int32_t zerosInFront = 0;
     if (!field.leftAlign && pad > 0) {
         if (sign) --pad;
         if (prefix) pad -= 2;
-        if (pad > 0) {
-            if (field.zeroFill) {
-                while (pad > 0 && p > work + reserve) {
-                    *--p = '0';
-                    --pad;
-                }
-            } else {
-                blanksInFront = pad;
-            }
-        }
+        if (pad > 0) (field.zeroFill ? zerosInFront : blanksInFront) = pad;
     }
     if (prefix) {
         *--p = field.directive == 'X' ? 'X' : 'x';
         *--p = '0';
     }
     if (sign) *--p = sign;
+    int32_t lead = (sign ? 1 : 0) + (prefix ? 2 : 0);
     putBlanks(sink, blanksInFront);
-    put(sink, p, static_cast<int32_t>(end - p));
+    put(sink, p, lead);
+    putZeros(sink, zerosInFront);
+    put(sink, p + lead, static_cast<int32_t>(end - p) - lead);
     // Left-aligned, the pad was measured on the digits alone, so a sign or a
     // prefix widens the field beyond the width.
     if (field.leftAlign && pad > 0) putBlanks(sink, pad);

@@ -70,6 +70,9 @@ TEST(Format, Numbers) {
     };
     for (auto &c : cases)
         EXPECT_EQ(fmt(c.format, c.value), c.expected) << c.format;
+    // Zero fill wider than the work area of the digits.
+    EXPECT_EQ(fmt("%0130x|%+#0131x", 0xAB, 0xAB),
+              std::string(128, '0') + "ab|+0x" + std::string(126, '0') + "ab");
 }
 
 TEST(Format, StringsAndObjects) {
