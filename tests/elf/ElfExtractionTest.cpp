@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace {
 
 std::vector<uint8_t> sample(ByteOrder order) {
@@ -53,6 +55,20 @@ TEST_P(ByteOrderTest, RecordsArriveInHostOrder) {
     EXPECT_STREQ(sectionNames->at(extractor.sectionHeader(2).sh_name), ".bss");
     EXPECT_EQ(extractor.sectionHeader(2).sh_size, 64u);
     EXPECT_EQ(reader.readSection(extractor.sectionHeader(2)), nullptr);
+
+    Elf32_Ehdr copy;
+    reader.copyHeader(copy);
+    EXPECT_EQ(memcmp(&copy, &reader.header, sizeof copy), 0);
+    EXPECT_STREQ(reader.fileName().printableText(), "test.o");
+    // SHT_NOBITS reads as zeros, no more than the section holds.
+    std::vector<uint8_t> buffer(80, 0xAA);
+    EXPECT_TRUE(reader.readSectionInto(extractor.sectionHeader(2), buffer.data(), 80));
+    std::vector<uint8_t> cleared = bytes(64);
+    cleared.push_back(0xAA);
+    EXPECT_EQ(std::vector<uint8_t>(buffer.begin(), buffer.begin() + 65), cleared);
+    EXPECT_TRUE(reader.readSectionInto(extractor.sectionHeader(1), buffer.data(), 4));
+    EXPECT_EQ(std::vector<uint8_t>(buffer.begin(), buffer.begin() + 5),
+              (std::vector<uint8_t>{0x11, 0x11, 0x11, 0x11, 0}));
 }
 
 INSTANTIATE_TEST_SUITE_P(BothOrders, ByteOrderTest, ::testing::Values(LittleEndian, BigEndian));
@@ -202,6 +218,15 @@ TEST(ElfUtil, HeaderRoutinesWithoutAReader) {
     auto table = ElfUtil::readSectionTable(*good, header, errors, swap);
     ASSERT_NE(table, nullptr);
     EXPECT_EQ(table[2].sh_type, SHT_NOBITS);
+    std::vector<uint8_t> text(8);
+    EXPECT_TRUE(ElfUtil::readSectionContents(text.data(), *good, table[1], ".text", errors));
+    EXPECT_EQ(text, bytes(8, 0x11));
+    Elf32_Shdr past = table[1];
+    past.sh_offset = 0x10, past.sh_size = 0x1000;
+    std::vector<uint8_t> big(0x1000);
+    EXPECT_FALSE(ElfUtil::readSectionContents(big.data(), *good, past, ".text", errors));
+    EXPECT_EQ(errors.reports.back(), "E: Premature EOF encountered reading contents of\n|\tsection "
+                                     ".text in file test.o (offset=0x10, size=0x1000)");
     header.e_shoff += 4;
     EXPECT_EQ(ElfUtil::readSectionTable(*good, header, errors, swap), nullptr);
     EXPECT_EQ(errors.reports.back(), "E: File test.o has truncated section table");

@@ -5,8 +5,10 @@
 #include "elf/Elf32Extractor.h"
 #include "elf/ElfImportSectionFromInput.h"
 #include "elf/ElfSymtabSection.h"
+#include "input/FileIdentity.h"
 #include "input/FileName.h"
 #include "kit/ElfBuilder.h"
+#include "support/toggles.h"
 
 #include <gtest/gtest.h>
 
@@ -131,6 +133,101 @@ TEST_F(HandMadeFile, FaultsOfCallersBotch) {
     EXPECT_DEATH(file->strtabAt(5), "Bad string table reference \\(=5\\) in file hand.o");
     EXPECT_DEATH(file->reltabAt(1), "Bad relocation table reference \\(=1\\) in file hand.o");
     s.setObjectFile(file.get()); // the same file again is no fault
+}
+
+TEST_F(HandMadeFile, FixedAnswersOfEveryElfSection) {
+    make(ET_REL, {of(0), of(SHT_STRTAB, 0x01000000)});
+    Elf32_Shdr h = of(SHT_COMDAT, SHF_ALLOC | 0x02000000);
+    h.sh_offset = 0x40, h.sh_addralign = 8;
+    ElfDiscardedComdat s("c", h, file.get());
+    EXPECT_EQ((std::vector<bool>{s.isLoadable(), s.isContentSection(), s.isAbsolute(), s.isNote(),
+                                 s.isValid(), s.attributeA(), s.attributeB(), s.attributeC(),
+                                 s.attributeD(), s.attributeE(), s.attributeF(), s.adjustSize(),
+                                 s.reservedPredicate(), s.isDiscarded()}),
+              (std::vector<bool>{true, true, false, false, true, false, true, false, true, true,
+                                 false, false, false, true}));
+    EXPECT_TRUE(file->sectionAt(1)->attributeC());
+    EXPECT_EQ((std::vector<const void *>{s.sectionSymbol(), s.sectionClass(), s.namedGroup(),
+                                         s.relocations(), s.outputRelocations(), s.asSymtab(),
+                                         s.asStrtab(), s.asReltab(), s.asElfOutputSection(),
+                                         s.asImportSection(), s.associatedDynReltab()}),
+              std::vector<const void *>(11, nullptr));
+    EXPECT_EQ((std::vector<uint32_t>{s.dynIndex(), s.groupOffset(), s.namedGroupOffset(),
+                                     s.inputAddress(), s.fileOffset(), s.size(), s.alignment()}),
+              (std::vector<uint32_t>{0, 0, 0, 0, 0x40, 12, 8}));
+    s.setIndex(7), s.setLoadAddress(0x80), s.setFileOffset(0x44);
+    EXPECT_EQ((std::vector<uint32_t>{s.index(), s.address(), s.loadAddress(), s.fileOffset()}),
+              (std::vector<uint32_t>{7, 0x80, 0x80, 0x44}));
+    s.addRelocations(*file->sectionAt(1)); // nothing to do for a discarded section
+    EXPECT_DEATH(s.setAssociatedDynReltab(nullptr),
+                 "ElfSection::setAssociatedDynReltab\\(\\) \\[\"c\"\\]");
+    EXPECT_DEATH(file->sectionAt(1)->addRelocations(s),
+                 "In file hand.o: Relocation section c references a non-data section s");
+}
+
+TEST(ElfObjectFile, AnswersFromTheFileHeader) {
+    static FileName &name = FileName::keep(std::make_unique<FileName>("h.o"));
+    struct Case {
+        uint16_t machine;
+        uint32_t coff, bsd;
+    } cases[] = {{3, 0x14C, 0}, {4, 0x88, 2}, {2, 0, 3}, {8, 0, 0}};
+    for (const Case &c : cases) {
+        Elf32_Ehdr h{};
+        h.e_machine = c.machine;
+        ElfObjectFile file(name, h, nullptr, 0);
+        EXPECT_EQ(file.machine(), c.machine);
+        EXPECT_EQ(file.coffMachine(), c.coff) << c.machine;
+        EXPECT_EQ(file.bsdMachine(), c.bsd) << c.machine;
+    }
+    Elf32_Ehdr h{};
+    h.e_type = ET_EXEC, h.e_flags = 0x10, h.e_entry = 0x8000, h.e_ident[EI_DATA] = ELFDATA2MSB;
+    ElfObjectFile file(name, h, nullptr, 0);
+    EXPECT_EQ(file.formatKind(), elfFormat);
+    EXPECT_TRUE(file.isReentrant() && file.isRelocatable() && !file.isSharedObject());
+    EXPECT_FALSE(file.isLittleEndian());
+    EXPECT_EQ(file.entry(), 0x8000u);
+    EXPECT_EQ(file.elfHeader(), &file.header);
+    EXPECT_EQ(file.asElfObjectFile(), &file);
+    // Without a symbol table there are no symbols.
+    EXPECT_EQ(file.symbolCount(), 0u);
+    file.eachSymbol([](Symbol &) { return ADD_FAILURE(), true; });
+    // What the linking side's output files answer: nothing here.
+    file.reservedElfOperation1(), file.reservedElfOperation2(), file.setSoname("x");
+    EXPECT_STREQ(file.name(), "h.o");
+    uint32_t out = 9;
+    EXPECT_EQ((std::vector<uint32_t>{
+                  file.reservedElfQuery1(), file.reservedElfQuery2(), file.reservedElfQuery3(),
+                  file.reservedElfQuery4(&out), out, file.reservedElfQuery5(),
+                  file.reservedElfQuery6(), file.reservedElfQuery7(), file.reservedElfQuery8(),
+                  file.reservedElfQuery9(), file.reservedElfQuery10(), file.reservedElfQuery11(),
+                  file.reservedElfQuery12(), file.hasComdat()}),
+              std::vector<uint32_t>(14, 0));
+    EXPECT_EQ((std::vector<const void *>{file.versionDefinition(1), file.firstLinkerTable(),
+                                         file.secondLinkerTable(), file.thirdLinkerTable()}),
+              std::vector<const void *>(4, nullptr));
+}
+
+// On ARM a section combines under the name of the section it is bound to,
+// as it stands; elsewhere the name is cut at "%" or "$".
+TEST(ElfSection, CombinedNamesOnArmAndElsewhere) {
+    for (uint16_t machine : {EM_ARM, EM_386}) {
+        CapturingErrors errors;
+        auto object = loadElf(ElfBuilder()
+                                  .machine(machine)
+                                  .section(".text$a", SHT_PROGBITS, SHF_ALLOC, bytes(4))
+                                  .section(".text.f", SHT_PROGBITS, SHF_ALLOC, bytes(4))
+                                  .link(".text$a")
+                                  .symbol("f", 0, 0, STB_GLOBAL, STT_FUNC, ".text.f")
+                                  .build(),
+                              errors);
+        ASSERT_NE(object, nullptr);
+        const char *combined = machine == EM_ARM ? ".text$a" : ".text";
+        EXPECT_STREQ(object->sectionAt(1)->combinedSectionName(), combined);
+        EXPECT_STREQ(object->sectionAt(2)->combinedSectionName(), combined);
+    }
+    // The first ARM section registered the toggle, under both its names.
+    EXPECT_NE(toggleTable().find("arch5"), nullptr);
+    EXPECT_EQ(toggleTable().find("ver5"), toggleTable().find("arch5"));
 }
 
 TEST(ElfComdat, FlagsFromTheLinkedSectionAndDiscardedLocals) {
@@ -436,6 +533,16 @@ TEST(ElfImports, RecordsAreCheckedAgainstTheirStringTable) {
     EXPECT_STREQ(first.dll, "libc.so");
     EXPECT_STREQ(section->importAt(16).name, "???");
     EXPECT_DEATH(section->importAt(8), "\"test.o\": Invalid offset into .imports section: 0x8");
+    EXPECT_TRUE(section->isValid());
+    uint32_t chunkSize = 0;
+    section->eachRawDataChunk([&](uint32_t, uint32_t size, uint8_t *data, RelocationsIterator *) {
+        chunkSize = size;
+        uint32_t value;
+        memcpy(&value, data, 4);
+        EXPECT_EQ(value, 0x11u); // the records in host order
+        return true;
+    });
+    EXPECT_EQ(chunkSize, 48u);
 
     CapturingErrors other;
     auto odd = loadElf(build(imports({{1, 1, 1u << 24 | 6}}), 8), other);
