@@ -7,13 +7,6 @@
 
 #include <cstring>
 
-void ArchiveMember::setOwnedName(const char *text, uint32_t length) {
-    ownedName = std::make_unique<char[]>(length + 1);
-    memcpy(ownedName.get(), text, length);
-    ownedName[length] = '\0';
-    name = ownedName.get();
-}
-
 namespace {
 
 // True if the first `length` bytes of `data`, of which `available` were read,

@@ -21,8 +21,8 @@ class InputFile;
 class Printable;
 
 // One member of a library.  `name` is the name as the format's reader has
-// cleaned it; it points either into a table owned by the archive or into
-// `ownedName`.  `offset` is the file position of the member's first data byte
+// cleaned it; it points into storage owned by the archive (one of its tables,
+// or its pool of record names).  `offset` is the file position of the member's first data byte
 // (not of its header) and `size` the length of its data.
 struct ArchiveMember {
     const char *name = nullptr;
@@ -32,11 +32,6 @@ struct ArchiveMember {
     uint32_t mode = 0;
     uint32_t offset = 0;
     uint32_t size = 0;
-    // Storage for a name that is not kept in one of the archive's tables.
-    std::unique_ptr<char[]> ownedName;
-
-    // Makes `name` a private copy of the `length` bytes at `text`.
-    void setOwnedName(const char *text, uint32_t length);
 };
 
 // One entry of a library's symbol table.  `name` is owned by the archive;

@@ -174,20 +174,19 @@ void ElfArchive::eachSymbol(SymbolVisitor visitor) {
     }
 }
 
-std::unique_ptr<ArchiveMember> ElfArchive::memberFromHeader(const char *header,
-                                                            uint32_t dataPosition) {
+ArchiveMember *ElfArchive::memberFromHeader(const char *header, uint32_t dataPosition) {
     archive_header::Text copy;
     memcpy(copy, header, archive_header::size);
     copy[archive_header::size] = '\0';
 
-    auto member = std::make_unique<ArchiveMember>();
+    ArchiveMember *member = newMember();
     if (copy[0] == '/') {
         bool sawDigit = false;
         uint32_t at = uint32_t(archive_header::number(copy, 1, 10, &sawDigit));
         if (!sawDigit || at >= longNamesSize) {
             // No table to look in, or an offset beyond it: the name is the
             // header text itself, which ends with the header at the latest.
-            member->setOwnedName(copy, uint32_t(strlen(copy)));
+            member->name = keepName(copy, uint32_t(strlen(copy)));
         } else {
             // Cut the name at its "/" in place; the table's extra NUL ends a
             // last name that has neither "/" nor NUL.
@@ -201,7 +200,7 @@ std::unique_ptr<ArchiveMember> ElfArchive::memberFromHeader(const char *header,
     } else {
         const void *slash = memchr(copy, '/', archive_header::nameWidth);
         if (slash)
-            member->setOwnedName(copy, uint32_t(static_cast<const char *>(slash) - copy));
+            member->name = keepName(copy, uint32_t(static_cast<const char *>(slash) - copy));
         else
             member->name = "???";
     }

@@ -28,8 +28,7 @@ public:
 
     uint8_t archiveKind() const override { return elfArchiveKind; }
     void eachSymbol(SymbolVisitor visitor) override;
-    std::unique_ptr<ArchiveMember> memberFromHeader(const char *header,
-                                                    uint32_t dataPosition) override;
+    ArchiveMember *memberFromHeader(const char *header, uint32_t dataPosition) override;
     ~ElfArchive() override;
 
 private:

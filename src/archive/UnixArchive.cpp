@@ -5,6 +5,7 @@
 #include "support/error.h"
 
 #include <cstring>
+#include <new>
 
 int32_t archive_header::number(const char *text, uint32_t at, uint32_t base, bool *sawDigit) {
     const char *p = text + at;
@@ -64,8 +65,16 @@ void UnixArchive::eachMember(MemberVisitor visitor) {
             },
             file, errors);
     }
-    for (const std::unique_ptr<ArchiveMember> &member : members)
+    for (const ArchiveMember *member : members)
         if (!visitor(*member)) return;
+}
+
+ArchiveMember *UnixArchive::newMember() {
+    return new (records.allocate(sizeof(ArchiveMember))) ArchiveMember();
+}
+
+const char *UnixArchive::keepName(const char *text, uint32_t length) {
+    return records.duplicate(text, length);
 }
 
 const ArchiveMember *UnixArchive::memberAtOffset(uint32_t offset) {

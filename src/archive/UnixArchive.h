@@ -24,6 +24,7 @@
 #pragma once
 
 #include "archive/Archive.h"
+#include "support/heappool.h"
 
 #include <vector>
 
@@ -55,9 +56,9 @@ public:
     void eachMember(MemberVisitor visitor) override;
 
     // A new member record from a header (60 bytes and a NUL) and the file
-    // position of the member's data.
-    virtual std::unique_ptr<ArchiveMember> memberFromHeader(const char *header,
-                                                            uint32_t dataPosition) = 0;
+    // position of the member's data.  The record and its name belong to the
+    // archive (see `records`) and live as long as it does.
+    virtual ArchiveMember *memberFromHeader(const char *header, uint32_t dataPosition) = 0;
     ~UnixArchive() override;
 
     // Walks the headers of the container in `file`, from offset 8, handing
@@ -68,11 +69,21 @@ public:
 
 protected:
     UnixArchive(InputFile &libraryFile, ErrorContext *errors)
-        : Archive(libraryFile), errors(errors) {}
+        : Archive(libraryFile), errors(errors), records(4096, "ArchiveMember", 32768) {}
+
+    // A zeroed record in `records`, for memberFromHeader to fill.
+    ArchiveMember *newMember();
+    // A NUL-terminated copy of `length` bytes of `text` in `records`.
+    const char *keepName(const char *text, uint32_t length);
 
     // Where later operations report; it outlives the archive.  May be absent.
     ErrorContext *errors;
+    // The member records and the names that are not in one of the archive's
+    // tables.  A library of 20,000 members holds 20,000 records for its whole
+    // life; cut from one pool, each costs its 32 bytes and its name, with no
+    // allocation of its own, and all go back at once with the archive.
+    HeapPool records;
     // The ordinary members in file order, built by the first eachMember that
     // finds any.
-    std::vector<std::unique_ptr<ArchiveMember>> members;
+    std::vector<ArchiveMember *> members;
 };

@@ -1,8 +1,8 @@
 #include "input/FileName.h"
 
 #include <cstring>
+#include <deque>
 #include <ostream>
-#include <vector>
 
 FileName::FileName(const char *text) : text(text ? text : "") {}
 
@@ -44,7 +44,9 @@ const FileName FileName::empty("");
 
 FileName &FileName::keep(std::unique_ptr<FileName> name) {
     // The names of a run: freed only when the process ends.
-    static std::vector<std::unique_ptr<FileName>> kept;
+    // A deque, not a vector: a library of many members keeps one name per
+    // member, and a growing vector would copy them all at each doubling.
+    static std::deque<std::unique_ptr<FileName>> kept;
     kept.push_back(std::move(name));
     return *kept.back();
 }
@@ -53,17 +55,59 @@ ArchiveMemberName::ArchiveMemberName(const FileName *parent, const char *member,
                                      uint32_t length)
     : FileName(member), memberOffset(offset), memberLength(length), parentName(parent) {}
 
+namespace {
+
+constexpr size_t displayBufferSize = 250;
+// Levels of nesting formed in one go; libraries are walked to 64 levels.
+constexpr size_t maxDisplayDepth = 72;
+char displayBuffers[2][displayBufferSize];
+int nextDisplayBuffer = 0;
+
+} // namespace
+
 const char *ArchiveMemberName::displayName() const {
-    // Formed once and kept with the name: a parent's display name never
-    // changes, and a kept text stays valid for as long as the name lives, so
-    // any number of member names can stand in one message, at any depth of
-    // nesting, and a name of any length is shown whole.
-    if (shown.empty()) {
-        const char *parentText = parentName ? parentName->displayName() : "<NULL>";
-        shown.reserve(std::strlen(parentText) + text.size() + 2);
-        shown.append(parentText).append(1, '(').append(text).append(1, ')');
+    // The text is formed from the outermost name down: its own display name,
+    // then "(member)" for each level.  Going up through parent() and
+    // memberName() rather than through the parent's displayName() leaves the
+    // two buffers alone, so a nested name uses one buffer like any other,
+    // and a parent text of any length is taken whole.  A member whose parent
+    // is missing shows "<NULL>" in the parent's place.
+    const FileName *levels[maxDisplayDepth];
+    size_t depth = 0;
+    const FileName *outer = this;
+    size_t length = 0;
+    for (; outer && outer->memberName(); outer = outer->parent()) {
+        if (depth == maxDisplayDepth) break;
+        levels[depth++] = outer;
+        length += std::strlen(outer->memberName()) + 2;
     }
-    return shown.c_str();
+    // Past `maxDisplayDepth` levels the rest comes from the outer name's own
+    // displayName, which takes the other buffer.
+    const char *outerText = outer ? outer->displayName() : "<NULL>";
+    length += std::strlen(outerText);
+
+    char *target = displayBuffers[nextDisplayBuffer];
+    if (length < displayBufferSize) {
+        nextDisplayBuffer ^= 1;
+    } else {
+        // Nobody frees this block: like the name itself, its text may be held
+        // for the rest of the run.
+        target = static_cast<char *>(::operator new(length + 1));
+    }
+    char *end = target;
+    auto append = [&end](const char *text) {
+        size_t n = std::strlen(text);
+        std::memcpy(end, text, n);
+        end += n;
+    };
+    append(outerText);
+    while (depth > 0) {
+        *end++ = '(';
+        append(levels[--depth]->memberName());
+        *end++ = ')';
+    }
+    *end = '\0';
+    return target;
 }
 
 const FileName *ArchiveMemberName::parent() const {

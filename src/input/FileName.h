@@ -49,8 +49,11 @@ class ArchiveMemberName : public FileName {
 public:
     ArchiveMemberName(const FileName *parent, const char *member, uint32_t offset, uint32_t length);
 
-    // "%s(%s)" of the parent's display name and the member's name; the text
-    // lives as long as the name.
+    // "%s(%s)" of the parent's display name and the member's name, once
+    // per level of nesting.  The text stands in one of two static buffers
+    // taken in turn, so two member names can be in use at one time (as in a
+    // message with two "%O"); the next call but one overwrites it.  A text
+    // of 250 bytes or more gets a block of its own, which is never freed.
     const char *displayName() const override;
     const FileName *parent() const override;
     const char *memberName() const override;
@@ -62,7 +65,6 @@ private:
     uint32_t memberOffset;
     uint32_t memberLength;
     const FileName *parentName;
-    mutable std::string shown; // the display text, formed on first use
 };
 
 class DisplayFileName : public FileName {

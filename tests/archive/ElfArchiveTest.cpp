@@ -199,7 +199,7 @@ TEST_F(ArchiveFixture, ARecordCanBeMadeTwiceFromOneLongName) {
     archive_header::Text header = {};
     memcpy(header, bytes.data() + builder.headerOffset(0), 60);
     for (uint32_t offset : {1000u, 2000u}) {
-        std::unique_ptr<ArchiveMember> member = elf.memberFromHeader(header, offset);
+        const ArchiveMember *member = elf.memberFromHeader(header, offset);
         EXPECT_STREQ(member->name, "a_name_longer_than_fifteen.o");
         EXPECT_EQ(member->offset, offset);
         EXPECT_EQ(member->size, 1u);

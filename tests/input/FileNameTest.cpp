@@ -5,6 +5,8 @@
 #include "InputTestFiles.h"
 
 #include <gtest/gtest.h>
+#include <memory>
+#include <vector>
 
 #include <sstream>
 
@@ -40,22 +42,42 @@ TEST(FileName, MemberNamesNestAndKeepTheirTexts) {
     std::ostringstream out;
     member.printOn(out);
     EXPECT_EQ(out.str(), "lib.a(inner.a)(x.o)");
-    // Texts of several names stay valid together, as in a message that
-    // shows two of them.
+    // Two texts stay valid together, as in a message that shows two names,
+    // also when one is nested; the third call takes the first one's buffer.
     ArchiveMemberName other(&lib, "y.o", 0, 1);
     const char *a = member.displayName();
     const char *b = other.displayName();
-    const char *c = inner.displayName();
     EXPECT_STREQ(a, "lib.a(inner.a)(x.o)");
     EXPECT_STREQ(b, "lib.a(y.o)");
+    const char *c = inner.displayName();
     EXPECT_STREQ(c, "lib.a(inner.a)");
+    EXPECT_EQ(a, c);
+    EXPECT_STREQ(b, "lib.a(y.o)");
 }
 
 TEST(FileName, LongNamesAreShownWhole) {
-    std::string longPath(600, 'p');
+    // 245 + "(m.o)" is 250 bytes, one more than the buffers hold with their
+    // NUL: such a text gets a block of its own and outlives the rotation.
+    std::string longPath(245, 'p');
     FileName lib(longPath.c_str());
     ArchiveMemberName member(&lib, "m.o", 0, 1);
-    EXPECT_EQ(std::string(member.displayName()), longPath + "(m.o)");
+    ArchiveMemberName shorter(&lib, "m", 0, 1);
+    const char *whole = member.displayName();
+    EXPECT_EQ(std::string(shorter.displayName()), longPath + "(m)");
+    EXPECT_EQ(std::string(shorter.displayName()), longPath + "(m)");
+    EXPECT_EQ(std::string(whole), longPath + "(m.o)");
+    // Nested past the levels formed in one go: the outer levels come from
+    // the outer name's own text.
+    FileName root("r.a");
+    std::vector<std::unique_ptr<ArchiveMemberName>> chain;
+    std::string expected = "r.a";
+    const FileName *parent = &root;
+    for (int i = 0; i < 80; ++i) {
+        chain.push_back(std::make_unique<ArchiveMemberName>(parent, "n", 0, 1));
+        parent = chain.back().get();
+        expected += "(n)";
+    }
+    EXPECT_EQ(std::string(chain.back()->displayName()), expected);
 }
 
 TEST(FileName, MemberWithoutParentAndDisplayName) {
