@@ -202,6 +202,14 @@ const GoingOnCase goingOnCases[] = {
      {"W: \"test.o\", section .imports: `entsize' is 0, but should be 16",
       "E: Can't read section .imports in test.o"},
      false},
+    {"every sh_name 0, with an empty name table: no name is garbage",
+     [](ElfBuilder &b) {
+         for (uint32_t i = 1; i <= 5; ++i)
+             b.patchSection(i, [](Elf32_Shdr &h) { h.sh_name = 0; });
+         b.patchSection(".shstrtab", [](Elf32_Shdr &h) { h.sh_size = 0; });
+     },
+     {},
+     true},
     {"imports without a string table",
      [](ElfBuilder &b) { b.section(".imports", SHT_IMPORTS, SHF_ALLOC, bytes(16)).link(1); },
      {"E: In file test.o: section \".imports\" (#3)\n|\t`sh_link' field (=1) does not "

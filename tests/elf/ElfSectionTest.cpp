@@ -8,6 +8,7 @@
 #include "input/FileIdentity.h"
 #include "input/FileName.h"
 #include "kit/ElfBuilder.h"
+#include "kit/FakeObjectFile.h"
 #include "support/toggles.h"
 
 #include <gtest/gtest.h>
@@ -466,6 +467,32 @@ INSTANTIATE_TEST_SUITE_P(
                    "one is for 64 bit mode, the other is for 32 bit mode", false, false},
         CompatCase{"MIPS xgot", 8, 0xA, 8, 0x2, false,
                    "one assumes $28 fixed (\"xgot\"); the other does not", true, false}));
+
+// An ARM ELF file passes the machine test and the stack check against an
+// AOF file; only the byte order can still fail.  Other machines meet a file
+// of another format with their own words.
+TEST(Compatibility, ArmElfAgainstAnAofFile) {
+    struct AofFile : FakeObjectFile {
+        using FakeObjectFile::FakeObjectFile;
+        bool little = true;
+        ObjectFormatKind formatKind() override { return armFormat; }
+        bool isLittleEndian() override { return little; }
+    } aof("a.aof");
+    static FileName &name = FileName::keep(std::make_unique<FileName>("arm.o"));
+    Elf32_Ehdr h{};
+    h.e_machine = EM_ARM, h.e_flags = 0x20, h.e_ident[EI_DATA] = ELFDATA2LSB;
+    ElfObjectFile arm(name, h, nullptr, 0);
+    EXPECT_EQ(arm.incompatibility(aof), nullptr);
+    aof.little = false;
+    IncompatibilityReason *reason = arm.incompatibility(aof);
+    ASSERT_NE(reason, nullptr);
+    EXPECT_STREQ(reason->text(), "endian mismatch");
+    h.e_machine = EM_386;
+    ElfObjectFile i386(name, h, nullptr, 0);
+    reason = i386.incompatibility(aof);
+    ASSERT_NE(reason, nullptr);
+    EXPECT_STREQ(reason->text(), "object file formats don't match");
+}
 
 TEST(Compatibility, FilesWithoutAStackCheckValueTakeTheirPartners) {
     static FileName &name = FileName::keep(std::make_unique<FileName>("arm.o"));

@@ -75,6 +75,15 @@ TEST_P(ObjectInBothOrders, EveryRowAsTheTableHoldsIt) {
 INSTANTIATE_TEST_SUITE_P(BothOrders, ObjectInBothOrders,
                          ::testing::Values(LittleEndian, BigEndian));
 
+TEST(ElfSymbol, ATableOfEntryZeroAloneHasNoSymbols) {
+    CapturingErrors errors;
+    auto object = loadElf(ElfBuilder().build(), errors);
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(object->symbolCount(), 1u);
+    EXPECT_EQ(rowsOf(*object), Rows{});
+    EXPECT_EQ(rowsOf(*object, true), Rows{});
+}
+
 TEST(ElfSymbol, PredicatesOfTheListing) {
     CapturingErrors errors;
     auto object = loadElf(ElfBuilder()
