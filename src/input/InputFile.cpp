@@ -3,6 +3,7 @@
 #include "support/botch.h"
 #include "support/error.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -32,6 +33,13 @@ InputFile::InputFile(const FileName &name, ErrorContext &, InputFile &parent) : 
 }
 
 InputFile::~InputFile() = default;
+
+uint32_t InputFile::fill() {
+    int64_t windowEnd = int64_t(baseOffset) + length;
+    int64_t next = int64_t(bufferOffset) + filled;
+    if (next >= windowEnd) return fillUpTo(capacity);
+    return fillUpTo(uint32_t(std::min<int64_t>(capacity, windowEnd - next)));
+}
 
 void InputFile::setUpWindow(ErrorContext *errors) {
     int64_t base = 0;

@@ -40,6 +40,11 @@ public:
     InputFile(const FileName &name, ErrorContext &errors, InputFile &parent);
     ~InputFile() override;
 
+    // A fill stops at the end of the window: no byte behind it is ever
+    // delivered, so a small library member costs a read of its own size,
+    // not of the whole buffer.
+    uint32_t fill() override;
+
     // Moves to `where` inside the window; the position, or -1 (and failBit
     // and badBit) if it lies beyond the end of the window.  Seeking exactly
     // to the end succeeds.

@@ -90,12 +90,17 @@ int32_t qfile::seekAbsolute(int32_t offset) {
 }
 
 uint32_t qfile::fill() {
+    return fillUpTo(capacity);
+}
+
+uint32_t qfile::fillUpTo(uint32_t count) {
+    if (count > capacity) count = capacity;
     bufferOffset += int32_t(filled);
     index = filled = 0;
     if (!buffer || descriptor < 0 || textEnded) return 0;
     ssize_t got;
     do
-        got = ::pread(descriptor, buffer, capacity, bufferOffset);
+        got = ::pread(descriptor, buffer, count, bufferOffset);
     while (got < 0 && errno == EINTR);
     if (got < 0) {
         noteError(errno);

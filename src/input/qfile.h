@@ -40,6 +40,9 @@ protected:
     // Takes another qfile's descriptor without owning it; its size is known.
     void shareDescriptor(const qfile &owner, uint32_t bufferSize);
     void noteError(int32_t error);
+    // fill, reading at most `count` bytes (and never more than the buffer
+    // holds).
+    uint32_t fillUpTo(uint32_t count);
     // Reads up to `count` bytes that follow the buffer's contents straight
     // into `data`, leaving the buffer empty behind them; for reads too long
     // to be worth buffering.  Gives the count delivered.

@@ -151,6 +151,8 @@ TEST(InputFile, MemberWindowInsideParent) {
     EXPECT_EQ(b[0], data[100]);
     EXPECT_EQ(b[49], data[149]);
     EXPECT_EQ(member.status & statusBits, 0u);
+    // The fill stopped at the window's end, not at the buffer's.
+    EXPECT_EQ(member.filled, 50u);
     // Nothing of the parent beyond the window is visible.
     EXPECT_EQ(member.readCount(b, 1), 0u);
     EXPECT_EQ(member.status & statusBits, InputFile::eofBit);
