@@ -86,6 +86,16 @@ TEST_F(SectionTest, CombinedSectionName) {
     EXPECT_STREQ(follower.combinedSectionName(), ".data");
     EXPECT_EQ(leader.boundSection(), &leader);
 
+    // A chain of ten bindings is followed; the eleventh is one too many,
+    // and so is a circle.
+    std::vector<std::unique_ptr<BoundTestSection>> chain;
+    for (int i = 0; i <= 11; ++i) {
+        chain.push_back(std::make_unique<BoundTestSection>(&file, i ? ".link" : ".end%x"));
+        if (i) chain[i]->boundTo = chain[i - 1].get();
+    }
+    EXPECT_STREQ(chain[10]->combinedSectionName(), ".end");
+    EXPECT_EXIT(chain[11]->combinedSectionName(), testing::KilledBySignal(SIGABRT),
+                "Fatal error --- a.o: sections \\.link and \\.end%x are mutually bound");
     BoundTestSection a(&file, ".a"), b(&file, ".b");
     a.boundTo = &b;
     b.boundTo = &a;

@@ -153,6 +153,10 @@ TEST(StringTable, InternsAndFinds) {
                                table.find("ab\0", 3), table.find("abc"), table.find(nullptr)}),
         (std::vector<uint32_t>{0, 1, 1, 2, 3, 1, 2, 0, 0}));
     EXPECT_EQ(table.length(2), 3u);
+    StringTable oneChain(1); // every text in one hash chain
+    EXPECT_EQ((std::vector<uint32_t>{oneChain.intern("ab\0", 3), oneChain.intern("ab"),
+                                     oneChain.intern("ab\0", 3)}),
+              (std::vector<uint32_t>{1, 2, 1}));
     // Many texts in few chains.
     for (int i = 0; i < 1000; ++i)
         table.intern(("sym" + std::to_string(i)).c_str());
