@@ -1,4 +1,5 @@
 // The global allocator's tracing and filling, and the heap pools.
+#include "support/array.h"
 #include "support/heappool.h"
 #include "support/new.h"
 #include "support/sprintf.h"
@@ -123,11 +124,12 @@ TEST(GlobalNew, FillAndZeroSize) {
 #if !defined(__SANITIZE_ADDRESS__)
 void *volatile sink;
 
-void allocateBeyondLimit() {
+// Runs `allocate` with the address space cut down to 512 MiB.
+template <typename Allocate> void beyondLimit(Allocate allocate) {
     struct rlimit limit;
     limit.rlim_cur = limit.rlim_max = 512u << 20;
     if (setrlimit(RLIMIT_AS, &limit) != 0) abort();
-    sink = ::operator new(0x60000000u);
+    allocate();
 }
 #endif
 
@@ -136,8 +138,13 @@ TEST(GlobalNewDeathTest, ExhaustedMemoryBotches) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the sanitizer's allocator reports this itself";
 #else
-    EXPECT_DEATH(allocateBeyondLimit(),
+    EXPECT_DEATH(beyondLimit([] { sink = ::operator new(0x60000000u); }),
                  "Fatal error --- Virtual memory exceeded while allocating 1610612736 bytes");
+    // The arrays have words of their own for a block they cannot get.
+    EXPECT_DEATH(beyondLimit([] { array(0x30000000u, 2, -1); }),
+                 "Fatal error --- array failure: \\(805306368\\)");
+    EXPECT_DEATH(beyondLimit([] { array(1, 2, -1).resize(0x30000000); }),
+                 "Fatal error --- array resize failure: amount=805306368");
 #endif
 }
 
