@@ -92,15 +92,11 @@ void ElfArchive::readSymbolTable() {
         return;
     }
 
+    // A file that ends inside the count word leaves the missing bytes 0; the
+    // checks below then judge the count as it stands (a count of 0 is no
+    // table, with no message).
     uint8_t countBytes[4] = {};
-    if (file.readCount(countBytes, sizeof countBytes) < sizeof countBytes) {
-        // The file ends inside the count word itself: no count to speak of.
-        if (errors)
-            errors->error("Archive %O has a truncated symbol table%C(EOF encountered while "
-                          "reading the entry count).",
-                          shownName());
-        return;
-    }
+    file.readCount(countBytes, sizeof countBytes);
     uint32_t count = bigEndian32(countBytes);
     // A table holds its count word besides the offsets, so a size of exactly
     // count * 4 is already too small.  The product is taken wide: a count that
