@@ -1,5 +1,5 @@
 // Inputs that once made tnm or one of its fuzz targets crash, kept in
-// tests/regress/ after the fix.  Each must end as designed under every layout
+// tests/regress/ after the fix.  Each must end cleanly under every layout
 // of the fuzz targets (status 0 or 1, never a signal, never a sanitizer
 // report), and says what its damage calls for.
 #include "kit/RunTool.h"
@@ -30,7 +30,7 @@ const Regression regressions[] = {
      "|\tentry count is garbage: 0x7070632d.\n"},
 };
 
-TEST(FuzzRegression, EveryKeptInputEndsAsDesigned) {
+TEST(FuzzRegression, EveryKeptInputEndsCleanly) {
     // Every file in the directory has its row, and every row its file.
     std::vector<std::string> kept, listed;
     if (DIR *dir = opendir(regressDir.c_str())) {

@@ -3,7 +3,7 @@
 // a signal, aborts, hangs or exits oddly on one chosen kind of mutant.  The
 // check must name exactly the mutants that broke the rules (a signal other
 // than SIGABRT, a run over the time limit, a status other than 0 or 1) and
-// pass when only designed endings occur.  The stand-in also proves that the
+// pass when only allowed endings occur.  The stand-in also proves that the
 // field mutations reach the fields they claim to, inside library members too.
 #include "kit/RunTool.h"
 
@@ -86,7 +86,7 @@ TEST(MutateCheck, NamesExactlyTheMutantsThatBreakTheRules) {
          false,
          1,
          {"FAIL text.txt: truncated to 7 bytes, killed by SIGSEGV", "24 mutants, 1 failures"}},
-        // The abort of botch is a designed ending.
+        // The abort of botch is an allowed ending.
         {"size=7:abort", "text.txt", false, 0, {"24 mutants, 0 failures"}},
         // A run over the limit of one second.
         {"size=14:hang",
