@@ -1,7 +1,7 @@
 // The listing of one object file, whole, for each layout and option: headings,
 // column headers, rows of the three layouts, the radix of the value column,
-// the file name column of -A, the selection of rows, and the warning for a
-// file without symbols.  Options are given as the user types them.
+// the file name column of -A and the selection of rows.  Options are given as
+// the user types them.  (A file without symbols is a whole-program case.)
 #include "ListingSupport.h"
 
 #include "kit/FakeObjectFile.h"
@@ -124,15 +124,6 @@ TEST_F(ListingTest, AppendedFileNameFollowsLongNamesAfterOneBlank) {
     RecordingErrors errors;
     EXPECT_EQ(listWith("-uA", object, errors), "    a_name_of_exactly_24_chr dir/b.o\n"
                                                "    a_name_longer_than_twenty_four dir/b.o\n");
-}
-
-TEST_F(ListingTest, FileWithoutSymbolsOnlyWarns) {
-    FakeObjectFile object("empty.o");
-    RecordingErrors errors;
-    EXPECT_EQ(listWith("-", object, errors), "");
-    EXPECT_EQ(errors.lines, "warning: empty.o has no symbols\n");
-    EXPECT_EQ(errors.errorCount, 0);
-    EXPECT_EQ(object.symbolWalks + object.globalWalks, 0u);
 }
 
 TEST_F(ListingTest, ClaimedSymbolCountIsOnlyAHint) {
