@@ -213,6 +213,10 @@ TEST(ElfUtil, HeaderRoutinesWithoutAReader) {
     EXPECT_EQ(Elf32Util::needsSwap(header), hostIsLittleEndian);
 
     CapturingErrors errors;
+    auto tooShort = inputOf(bytes(20));
+    EXPECT_THROW(ElfUtil::readHeader(*tooShort, header, errors, swap), FatalStop);
+    EXPECT_EQ(errors.reports.back(), "F: Unable to read ELF header of test.o: errno=" +
+                                         std::to_string(tooShort->lastError));
     auto good = inputOf(sample(BigEndian));
     ElfUtil::readHeader(*good, header, errors, swap);
     auto table = ElfUtil::readSectionTable(*good, header, errors, swap);
