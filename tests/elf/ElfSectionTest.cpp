@@ -314,22 +314,25 @@ std::vector<uint8_t> verdefs(const std::vector<std::pair<uint16_t, std::vector<u
     return out;
 }
 
+// A shared object with a version definition section of `count` records;
+// its .dynstr holds "VERS_1" at offset 1, "VERS_2" at 8 and "libv" at 15.
+ElfBuilder versioned(std::vector<uint8_t> definitions, uint32_t count) {
+    ElfBuilder b;
+    b.type(ET_DYN)
+        .dynamicSymbols()
+        .symbol("VERS_1", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
+        .symbol("VERS_2", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
+        .symbol("libv", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
+        .section(".gnu.version_d", SHT_GNU_VERDEF, SHF_ALLOC, definitions)
+        .link(".dynstr")
+        .info(count);
+    return b;
+}
+
 TEST(ElfVersions, DefinitionsSortedByIndexWithBadRecordsDropped) {
-    // String offsets: "VERS_1" 1, "VERS_2" 8, "libv" 15.
-    auto image = [](std::vector<uint8_t> section, uint32_t count) {
-        return ElfBuilder()
-            .type(ET_DYN)
-            .dynamicSymbols()
-            .symbol("VERS_1", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
-            .symbol("VERS_2", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
-            .symbol("libv", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
-            .section(".gnu.version_d", SHT_GNU_VERDEF, SHF_ALLOC, section)
-            .link(".dynstr")
-            .info(count)
-            .build();
-    };
     CapturingErrors errors;
-    auto object = loadElf(image(verdefs({{1, {15}}, {3, {8, 1}}, {3, {1}}, {0, {1}}}), 4), errors);
+    auto object = loadElf(
+        versioned(verdefs({{1, {15}}, {3, {8, 1}}, {3, {1}}, {0, {1}}}), 4).build(), errors);
     ASSERT_NE(object, nullptr);
     EXPECT_EQ(errors.reports,
               (std::vector<std::string>{
@@ -357,7 +360,7 @@ TEST(ElfVersions, DefinitionsSortedByIndexWithBadRecordsDropped) {
     EXPECT_EQ(raw.vd_next, 2 * 8 + 20u);
 
     // A second record that ends the chain leaves the third empty.
-    auto file = inputOf(image(verdefs({{1, {1}}, {2, {8}}}), 3));
+    auto file = inputOf(versioned(verdefs({{1, {1}}, {2, {8}}}), 3).build());
     Elf32Reader reader(*file);
     Elf32Extractor extractor(reader);
     uint32_t count = 0;
@@ -380,15 +383,7 @@ TEST(ElfVersions, DamagedCountsKeepWhatTheSectionCanHold) {
     // name "VERS_1".
     std::vector<uint8_t> needs{1, 0, 0xFF, 0xFF, 15, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0,
                                0, 0, 0,    0,    0,  0, 7, 0, 1,  0, 0, 0, 0, 0, 0, 0};
-    auto file = inputOf(ElfBuilder()
-                            .type(ET_DYN)
-                            .dynamicSymbols()
-                            .symbol("VERS_1", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
-                            .symbol("VERS_2", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
-                            .symbol("libv", 0, 0, STB_GLOBAL, STT_OBJECT, SHN_ABS)
-                            .section(".gnu.version_d", SHT_GNU_VERDEF, SHF_ALLOC, definitions)
-                            .link(".dynstr")
-                            .info(1)
+    auto file = inputOf(versioned(definitions, 1)
                             .section(".gnu.version_r", 0x6FFFFFFE, SHF_ALLOC, needs)
                             .link(".dynstr")
                             .info(1)
