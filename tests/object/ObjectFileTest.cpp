@@ -129,15 +129,10 @@ TEST_F(ObjectFileTest, BaseAnswers) {
 
     // A plain object file is relocatable, and neither executable, shared
     // nor reentrant.
-    class Minimal : public TestObjectFile {
-    public:
-        using TestObjectFile::TestObjectFile;
-        bool isRelocatable() override { return ObjectFile::isRelocatable(); }
-        bool isSharedObject() override { return ObjectFile::isSharedObject(); }
-    } minimal(name);
-    EXPECT_EQ(answers({minimal.isRelocatable(), minimal.isExecutable(), minimal.isSharedObject(),
-                       minimal.isReentrant(), minimal.reservedPredicate()}),
-              "10001");
+    EXPECT_EQ(
+        answers({base.ObjectFile::isRelocatable(), base.isExecutable(),
+                 base.ObjectFile::isSharedObject(), base.isReentrant(), base.reservedPredicate()}),
+        "10001");
 
     // The name of a member is the member's own text.
     FileName library{"lib.a"};
