@@ -198,6 +198,10 @@ bool needsFollowing(Symbol &symbol, bool commonCounts) {
 } // namespace
 
 Symbol *Symbol::resolved(bool commonCounts) {
+    // A symbol that needs no following is its own resolution, also when it
+    // is a shared definition: only a chain that was followed may end one
+    // step beyond the shared definition that it reached.
+    if (link == this || !needsFollowing(*this, commonCounts)) return this;
     Symbol *current = this;
     // A symbol table only ever links towards the symbol that won, so chains
     // end; a damaged chain that loops is cut where the walk meets itself

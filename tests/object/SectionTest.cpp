@@ -310,6 +310,7 @@ TEST_F(SectionTest, DataChunksWithoutRelocationsPassThrough) {
     int visits = 0;
     section.eachRelocation([&](RelocationDescriptor &) { return ++visits, true; });
     section.eachReferencedSymbol([&](Symbol &) { return ++visits, true; });
+    section.eachReferencedCommonOrAbsoluteSymbol([&](Symbol &) { return ++visits, true; });
     EXPECT_EQ(visits, 0);
     EXPECT_EQ(captured.text(), "");
 }

@@ -81,6 +81,7 @@ TEST_F(SymbolTest, SharedDefinitionYieldsToAPreemptingLink) {
     reference.undefined = reference.global = true;
     reference.link = &inShared;
     EXPECT_EQ(reference.resolved(true), &preempting);
+    EXPECT_EQ(inShared.resolved(true), &inShared); // followed no chain
     TestSymbol plain(&file, "f", 0x20);
     inShared.link = &plain;
     EXPECT_EQ(reference.resolved(true), &inShared);
