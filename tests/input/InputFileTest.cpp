@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-
 namespace {
 
 // A file whose byte at offset i is i mod 251, so any misplaced read shows.
@@ -17,76 +15,61 @@ Bytes pattern(uint32_t size) {
 }
 
 constexpr uint32_t statusBits = InputFile::eofBit | InputFile::failBit | InputFile::badBit;
+constexpr uint32_t failed = InputFile::failBit | InputFile::badBit;
 
-TEST(InputFile, PlainFileWindowIsWholeFile) {
-    TempFile f(pattern(100));
-    InputFile in(f.path.c_str(), nullptr);
+TEST(InputFile, PlainFileAndMissingFile) {
+    Captured captured;
+    std::string path = captured.write(pattern(100));
+    InputFile in(path.c_str(), &captured.errors);
     EXPECT_EQ(in.status, 0u);
-    EXPECT_EQ(in.length, 100u);
-    EXPECT_EQ(in.fileSize, 100);
+    EXPECT_EQ(in.length, 100u); // the file's size, not the name's 0x7FFFFFFF
     EXPECT_EQ(in.baseOffset, 0);
-    EXPECT_EQ(in.capacity, InputFile::bufferSize);
     EXPECT_TRUE(in.ownsDescriptor);
-    EXPECT_STREQ(in.fileName.path(), f.path.c_str());
-}
+    EXPECT_STREQ(in.fileName.path(), path.c_str());
 
-TEST(InputFile, MissingFileIsReportedWithItsPath) {
-    CapturedErrors captured;
-    InputFile in("/nonexistent/missing.o", &captured.errors);
-    EXPECT_TRUE(in.status & InputFile::failBit);
-    EXPECT_NE(in.lastError, 0);
-    EXPECT_EQ(in.descriptor, -1);
+    InputFile missing("/nonexistent/missing.o", &captured.errors);
+    EXPECT_TRUE(missing.status & InputFile::failBit);
+    EXPECT_NE(missing.lastError, 0);
     EXPECT_EQ(captured.text(), "[tnm] Can't open file /nonexistent/missing.o\n");
     EXPECT_EQ(captured.errors.errorCount, 1);
-    // Reading from it delivers nothing and does not crash.
     uint8_t b[8];
-    EXPECT_EQ(in.readCount(b, sizeof b), 0u);
+    EXPECT_EQ(missing.readCount(b, sizeof b), 0u);
 }
 
 TEST(InputFile, SeekAndReadAtTheEndOfTheWindow) {
-    TempFile f(pattern(64));
-    InputFile in(f.path.c_str(), nullptr);
+    Captured captured;
+    InputFile in(captured.write(pattern(64)).c_str(), nullptr);
     uint8_t b[64];
-    // Exactly the window: all bytes, no eofBit.
+    // Exactly the window: all bytes, no eofBit; one more byte sets eofBit only.
     EXPECT_EQ(in.readCount(b, 64), 64u);
     EXPECT_EQ(in.status & statusBits, 0u);
-    EXPECT_EQ(in.position, 64u);
-    // One more byte sets eofBit only.
     EXPECT_EQ(in.readCount(b, 1), 0u);
     EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
-    // A seek to the very end succeeds and clears eofBit.
+    // A seek to the very end succeeds and clears eofBit; a read of 1 sets it.
     EXPECT_EQ(in.seek(64), 64);
     EXPECT_EQ(in.status & statusBits, 0u);
     in.read(b, 1);
     EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
+    // A short read delivers what is there and moves past it.
+    in.seek(60);
+    EXPECT_EQ(in.readCount(b, 8), 4u);
+    EXPECT_EQ(b[3], 63);
+    EXPECT_EQ(in.position, 64u);
     // One past the end fails and leaves the position.
     EXPECT_EQ(in.seek(10), 10);
     EXPECT_EQ(in.seek(65), -1);
     EXPECT_EQ(in.position, 10u);
-    EXPECT_TRUE(in.status & InputFile::failBit);
-    EXPECT_TRUE(in.status & InputFile::badBit);
+    EXPECT_EQ(in.status & failed, failed);
     // failBit and badBit stay after a good seek; eofBit does not.
     EXPECT_EQ(in.seek(0), 0);
-    EXPECT_EQ(in.status & statusBits, InputFile::failBit | InputFile::badBit);
-}
-
-TEST(InputFile, ShortReadDeliversWhatIsThere) {
-    TempFile f(pattern(10));
-    InputFile in(f.path.c_str(), nullptr);
-    in.seek(6);
-    uint8_t b[8] = {};
-    EXPECT_EQ(in.readCount(b, 8), 4u);
-    EXPECT_EQ(in.position, 10u);
-    EXPECT_EQ(b[0], 6);
-    EXPECT_EQ(b[3], 9);
-    EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
+    EXPECT_EQ(in.status & statusBits, failed);
 }
 
 TEST(InputFile, ReadsAcrossTheBufferBoundary) {
     const uint32_t size = 3 * InputFile::bufferSize + 17;
     Bytes data = pattern(size);
-    TempFile f(data);
-    InputFile in(f.path.c_str(), nullptr);
+    Captured captured;
+    InputFile in(captured.write(data).c_str(), nullptr);
     // Reads of awkward sizes that straddle every buffer boundary, then one
     // long read that needs no buffer at all.
     struct Step {
@@ -117,132 +100,102 @@ TEST(InputFile, ReadsAcrossTheBufferBoundary) {
         in.read(&b, 1);
         EXPECT_EQ(b, data[i]);
     }
-}
-
-TEST(InputFile, SeekInsideTheBufferNeedsNoDescriptor) {
-    Bytes data = pattern(300);
-    TempFile f(data);
-    InputFile in(f.path.c_str(), nullptr);
-    uint8_t b[4];
-    in.read(b, 4); // fills the buffer with the whole file
-    // With the descriptor gone, only a seek within the buffer can work.
+    // A seek inside the buffered bytes needs no descriptor.
+    in.seek(8190);
+    in.read(two, 1);
     int saved = in.descriptor;
     in.descriptor = -1;
-    EXPECT_EQ(in.seek(200), 200);
-    in.read(b, 4);
-    EXPECT_EQ(b[0], data[200]);
-    EXPECT_EQ(in.seek(300), 300); // the end of the buffered bytes counts as inside
+    EXPECT_EQ(in.seek(8192), 8192);
+    in.read(two, 2);
+    EXPECT_EQ(two[1], data[8193]);
+    EXPECT_EQ(in.seek(8190 + in.filled), int32_t(8190 + in.filled)); // the end counts as inside
     in.descriptor = saved;
 }
 
-TEST(InputFile, MemberWindowInsideParent) {
-    Bytes data = pattern(1000);
-    TempFile f(data);
-    InputFile lib(f.path.c_str(), nullptr);
-    ArchiveMemberName name(&lib.fileName, "a.o", 100, 50);
-    CapturedErrors captured;
-    InputFile member(name, captured.errors, lib);
+TEST(InputFile, MemberWindowsInsideTheParent) {
+    Bytes data = pattern(20000);
+    Captured captured;
+    InputFile lib(captured.write(data).c_str(), nullptr);
+    ArchiveMemberName small(&lib.fileName, "a.o", 100, 50);
+    InputFile member(small, captured.errors, lib);
     EXPECT_EQ(member.baseOffset, 100);
-    EXPECT_EQ(member.length, 50u);
     EXPECT_EQ(member.descriptor, lib.descriptor);
     EXPECT_FALSE(member.ownsDescriptor);
-    uint8_t b[60];
+    uint8_t b[100];
     EXPECT_EQ(member.readCount(b, 50), 50u);
     EXPECT_EQ(b[0], data[100]);
     EXPECT_EQ(b[49], data[149]);
     EXPECT_EQ(member.status & statusBits, 0u);
-    // The fill stopped at the window's end, not at the buffer's.
-    EXPECT_EQ(member.filled, 50u);
+    EXPECT_EQ(member.filled, 50u); // the fill stopped at the window's end
     // Nothing of the parent beyond the window is visible.
     EXPECT_EQ(member.readCount(b, 1), 0u);
     EXPECT_EQ(member.status & statusBits, InputFile::eofBit);
     EXPECT_EQ(member.seek(51), -1);
-    EXPECT_EQ(captured.text(), "");
-}
 
-TEST(InputFile, MembersSharingADescriptorReadIndependently) {
-    Bytes data = pattern(20000);
-    TempFile f(data);
-    InputFile lib(f.path.c_str(), nullptr);
-    ArchiveMemberName first(&lib.fileName, "a.o", 0, 10000);
-    ArchiveMemberName second(&lib.fileName, "b.o", 10000, 10000);
-    CapturedErrors captured;
-    InputFile a(first, captured.errors, lib), b(second, captured.errors, lib);
-    // Interleaved reads, each running past its buffer, on one descriptor.
+    // Two members on one descriptor, read in turn, each past its buffer.
+    ArchiveMemberName first(&lib.fileName, "a.o", 0, 10000),
+        second(&lib.fileName, "b.o", 10000, 10000);
+    InputFile a(first, captured.errors, lib), c(second, captured.errors, lib);
     for (uint32_t at = 0; at < 10000; at += 1500) {
         uint8_t x[700], y[700];
-        a.seek(at);
-        b.seek(at);
-        uint32_t na = a.readCount(x, 700), nb = b.readCount(y, 700);
-        ASSERT_EQ(na, nb);
+        a.seek(at), c.seek(at);
+        uint32_t na = a.readCount(x, 700), nc = c.readCount(y, 700);
+        ASSERT_EQ(na, nc);
         for (uint32_t i = 0; i < na; ++i) {
             ASSERT_EQ(x[i], data[at + i]);
             ASSERT_EQ(y[i], data[10000 + at + i]);
         }
     }
     // Closing a member leaves the parent's descriptor open.
-    { InputFile c(first, captured.errors, lib); }
-    uint8_t z;
+    { InputFile closed(first, captured.errors, lib); }
     lib.seek(5);
-    EXPECT_EQ(lib.readCount(&z, 1), 1u);
-    EXPECT_EQ(z, data[5]);
+    EXPECT_EQ(lib.readCount(b, 1), 1u);
+    EXPECT_EQ(b[0], data[5]);
+
+    // A member that claims more than the file holds keeps its length, and
+    // meets eofBit at the end of the file.
+    ArchiveMemberName big(&lib.fileName, "big.o", 19950, 1000);
+    InputFile bigFile(big, captured.errors, lib);
+    EXPECT_EQ(bigFile.length, 1000u);
+    EXPECT_EQ(bigFile.seek(900), 900);
+    EXPECT_EQ(bigFile.status & statusBits, 0u);
+    bigFile.seek(0);
+    EXPECT_EQ(bigFile.readCount(b, 100), 50u);
+    EXPECT_EQ(bigFile.status & statusBits, InputFile::eofBit);
+
+    // A member of a member: both offsets count.
+    ArchiveMemberName inner(&lib.fileName, "inner.a", 100, 300), x(&inner, "x.o", 40, 20);
+    InputFile innerFile(inner, captured.errors, lib);
+    InputFile xFile(x, captured.errors, innerFile);
+    EXPECT_EQ(xFile.baseOffset, 140);
+    xFile.read(b, 1);
+    EXPECT_EQ(b[0], data[140]);
+    EXPECT_EQ(captured.text(), "");
 }
 
-TEST(InputFile, MemberClaimingMoreThanTheFileHolds) {
-    Bytes data = pattern(200);
-    TempFile f(data);
-    InputFile lib(f.path.c_str(), nullptr);
-    ArchiveMemberName name(&lib.fileName, "big.o", 150, 1000);
-    CapturedErrors captured;
-    InputFile member(name, captured.errors, lib);
-    EXPECT_EQ(member.length, 1000u);  // as claimed
-    EXPECT_EQ(member.seek(900), 900); // inside the claimed window
-    EXPECT_EQ(member.status & statusBits, 0u);
-    member.seek(0);
-    uint8_t b[100];
-    EXPECT_EQ(member.readCount(b, 100), 50u);
-    EXPECT_EQ(member.status & statusBits, InputFile::eofBit);
-}
-
-TEST(InputFile, NestedMemberAddsBothOffsets) {
-    Bytes data = pattern(500);
-    TempFile f(data);
-    InputFile lib(f.path.c_str(), nullptr);
-    ArchiveMemberName innerLib(&lib.fileName, "inner.a", 100, 300);
-    CapturedErrors captured;
-    InputFile innerFile(innerLib, captured.errors, lib);
-    ArchiveMemberName member(&innerLib, "x.o", 40, 20);
-    InputFile memberFile(member, captured.errors, innerFile);
-    EXPECT_EQ(memberFile.baseOffset, 140);
-    uint8_t b;
-    memberFile.read(&b, 1);
-    EXPECT_EQ(b, data[140]);
-    std::string expected = f.path + "(inner.a)(x.o)";
-    EXPECT_STREQ(memberFile.fileName.displayName(), expected.c_str());
-    EXPECT_STREQ(member.path(), f.path.c_str());
-}
-
-TEST(InputFile, OpeningAMemberNameByPathFindsItsWindow) {
-    Bytes data = pattern(500);
-    TempFile f(data);
-    FileName libName(f.path.c_str());
+TEST(InputFile, OpeningAMemberNameByPath) {
+    Captured captured;
+    FileName libName(captured.write(pattern(500)).c_str());
     ArchiveMemberName name(&libName, "m.o", 450, 100);
-    CapturedErrors captured;
     InputFile member(name, captured.errors);
     EXPECT_TRUE(member.ownsDescriptor);
     EXPECT_EQ(member.baseOffset, 450);
     EXPECT_EQ(member.length, 50u); // cut at the end of the file
     EXPECT_EQ(captured.text(), "");
+    // A failed open names the path of the library, not the member.
+    FileName gone("/nonexistent/lib.a");
+    ArchiveMemberName lost(&gone, "m.o", 8, 10);
+    InputFile missing(lost, captured.errors);
+    EXPECT_EQ(captured.text(), "[tnm] Can't open file /nonexistent/lib.a\n");
 }
 
 TEST(InputFileDeathTest, MemberOfAnotherFileIsABotch) {
-    TempFile f(pattern(100));
-    InputFile lib(f.path.c_str(), nullptr);
+    Captured captured;
+    InputFile lib(captured.write(pattern(100)).c_str(), nullptr);
     FileName other("other.a");
     ArchiveMemberName name(&other, "a.o", 0, 10);
-    CapturedErrors captured;
-    std::string expected = "InputFile: other.a\\(a.o\\) is not in archive .*input.bin!";
-    EXPECT_DEATH(InputFile(name, captured.errors, lib), expected);
+    EXPECT_DEATH(InputFile(name, captured.errors, lib),
+                 "InputFile: other.a\\(a.o\\) is not in archive .*input.bin!");
 }
 
 TEST(qbuffer, WriteThenReadBack) {
@@ -250,28 +203,27 @@ TEST(qbuffer, WriteThenReadBack) {
     const char text[] = "first\r\nsecond\n\nthird";
     EXPECT_EQ(q.write(text, sizeof text - 1), 16u); // a plain buffer holds only its capacity
     EXPECT_EQ(q.seekAbsolute(0), 0);
-    EXPECT_STREQ(q.readLine(), "first");
-    EXPECT_STREQ(q.readLine(), "second");
-    EXPECT_STREQ(q.readLine(), "");
-    EXPECT_STREQ(q.readLine(), "t"); // the last of the 16 bytes kept
+    for (const char *line : {"first", "second", "", "t"}) // "t": the last of the 16 bytes
+        EXPECT_STREQ(q.readLine(), line);
     EXPECT_EQ(q.readLine(), nullptr);
     EXPECT_EQ(q.seekAbsolute(17), -1); // beyond what it holds
 }
 
 TEST(qfile, WritesAndReadsLinesThroughTheDescriptor) {
-    TempFile f({});
+    ScratchDir dir;
+    std::string path = dir.write("lines", "");
     {
-        qfile out(f.path.c_str(), qfile::createMode, 0, 8);
+        qfile out(path.c_str(), qfile::createMode, 0, 8);
         ASSERT_EQ(out.status, 0u);
         std::string text = "a line longer than the buffer\r\n";
         text += std::string(300, 'x') + "\nend\x1A" + "hidden\n";
         EXPECT_EQ(out.write(text.data(), uint32_t(text.size())), text.size());
     }
-    qfile in(f.path.c_str(), qfile::readMode, 0, 8);
+    qfile in(path.c_str(), qfile::readMode, 0, 8);
     EXPECT_STREQ(in.readLine(), "a line longer than the buffer");
-    const char *long_line = in.readLine();
-    ASSERT_NE(long_line, nullptr);
-    EXPECT_EQ(std::string(long_line), std::string(300, 'x'));
+    const char *longLine = in.readLine();
+    ASSERT_NE(longLine, nullptr);
+    EXPECT_EQ(std::string(longLine), std::string(300, 'x'));
     EXPECT_GE(in.lineCapacity, 301u);
     EXPECT_EQ(in.lineCapacity % 256, 0u);
     // Byte 0x1A ends a text file.

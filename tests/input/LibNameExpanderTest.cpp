@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 
 namespace {
@@ -16,163 +17,128 @@ class EnvSetting {
 public:
     EnvSetting(const char *name, std::optional<std::string> value) : name(name) {
         if (const char *old = std::getenv(name)) saved = old;
-        if (value)
-            setenv(name, value->c_str(), 1);
-        else
-            unsetenv(name);
+        value ? setenv(name, value->c_str(), 1) : unsetenv(name);
     }
-    ~EnvSetting() {
-        if (saved)
-            setenv(name, saved->c_str(), 1);
-        else
-            unsetenv(name);
-    }
+    ~EnvSetting() { saved ? setenv(name, saved->c_str(), 1) : unsetenv(name); }
 
 private:
     const char *name;
     std::optional<std::string> saved;
 };
 
-// Directories d0 ... d5 under one temporary root, and files in them.
+// Directories d0 ... d5 in a scratch directory, and empty files in them.
 struct Tree {
-    TempFile root{{}};
-    std::string dir(int i) const { return root.dir + "/d" + std::to_string(i); }
+    ScratchDir root;
+    std::vector<std::string> dirs;
     Tree() {
         for (int i = 0; i < 6; ++i)
-            std::filesystem::create_directory(dir(i));
+            std::filesystem::create_directory(
+                dirs.emplace_back(root.path() + "/d" + std::to_string(i)));
     }
-    void file(int i, const std::string &name) const {
-        std::FILE *f = std::fopen((dir(i) + "/" + name).c_str(), "w");
-        std::fclose(f);
+    std::string list(int a, int b) const { return dirs[a] + ";" + dirs[b]; }
+    std::string file(int i, const std::string &name) const {
+        return root.write("d" + std::to_string(i) + "/" + name, "");
     }
 };
 
-struct Search {
-    std::string found; // path, or "" when nothing was found
-    std::string messages;
-};
-
-Search run(LibNameExpander &expander, const char *name, bool allowShared) {
-    CapturedErrors captured;
+// The path found, or the messages when nothing was.
+std::string run(LibNameExpander &expander, const char *name, bool allowShared) {
+    Captured captured;
     std::unique_ptr<DisplayFileName> file = expander.expand(name, allowShared, captured.errors);
-    Search s{file ? file->path() : "", captured.text()};
-    if (file) {
-        EXPECT_STREQ(file->displayName(), file->path());
-    }
-    return s;
+    if (!file) return captured.text();
+    EXPECT_STREQ(file->displayName(), file->path());
+    EXPECT_EQ(captured.text(), "");
+    return file->path();
 }
 
 TEST(LibNameExpander, DirectoriesInTheirOrder) {
     Tree t;
-    EnvSetting ld("LD_LIBRARY_PATH", t.dir(0) + "|" + t.dir(3));
-    EnvSetting libpath("LIBPATH", t.dir(4) + ";" + t.dir(5));
+    EnvSetting ld("LD_LIBRARY_PATH", t.dirs[0] + "|" + t.dirs[3]);
+    EnvSetting libpath("LIBPATH", t.list(4, 5));
     LibNameExpander expander(false);
-    std::string added = t.dir(1) + ";" + t.dir(2);
+    std::string added = t.list(1, 2);
     expander.add_lib_path(added.c_str());
     // The file is placed in ever earlier directories: each time the
     // earliest one holding it wins.
-    for (int i = 5; i >= 0; --i) {
-        t.file(i, "libx.a");
-        EXPECT_EQ(run(expander, "x", false).found, t.dir(i) + "/libx.a");
-    }
+    for (int i = 5; i >= 0; --i)
+        EXPECT_EQ(run(expander, "x", false), t.file(i, "libx.a"));
     // The process's environment is left as it was.
-    EXPECT_EQ(std::string(std::getenv("LD_LIBRARY_PATH")), t.dir(0) + "|" + t.dir(3));
-}
+    EXPECT_EQ(std::string(std::getenv("LD_LIBRARY_PATH")), t.dirs[0] + "|" + t.dirs[3]);
 
-TEST(LibNameExpander, LibraryPathWithoutBarComesAfterAddedPaths) {
-    Tree t;
-    EnvSetting ld("LD_LIBRARY_PATH", t.dir(0));
-    EnvSetting libpath("LIBPATH", std::nullopt);
-    LibNameExpander expander(false);
-    EXPECT_STREQ(expander.defaultPath, "/lib");
-    EXPECT_EQ(expander.preLibraryPath, nullptr);
-    std::string added = t.dir(1);
-    expander.add_lib_path(added.c_str());
-    t.file(0, "libx.a");
-    t.file(1, "libx.a");
-    EXPECT_EQ(run(expander, "x", false).found, t.dir(1) + "/libx.a");
+    // Without a "|", LD_LIBRARY_PATH comes behind the added paths.
+    EnvSetting plain("LD_LIBRARY_PATH", t.dirs[3]);
+    EnvSetting noLibpath("LIBPATH", std::nullopt);
+    LibNameExpander second(false);
+    EXPECT_STREQ(second.defaultPath, "/lib");
+    EXPECT_EQ(second.preLibraryPath, nullptr);
+    second.add_lib_path(t.dirs[2].c_str());
+    EXPECT_EQ(run(second, "x", false), t.dirs[2] + "/libx.a");
 }
 
 TEST(LibNameExpander, FileFormsInTheirOrder) {
     Tree t;
-    EnvSetting ld("LD_LIBRARY_PATH", std::nullopt);
     LibNameExpander expander(true);
-    std::string added = t.dir(0) + ";" + t.dir(1);
+    std::string added = t.list(0, 1);
     expander.add_lib_path(added.c_str());
-    // Within one directory, last to first: each new form takes over.
-    struct Step {
-        const char *file;
-        bool shared;
-    } steps[] = {{"x.lib", false},
-                 {"libx.a", false},
-                 {"x.dll", true},
-                 {"libx.dll", true},
-                 {"libx.so", true}};
-    for (const Step &s : steps) {
-        t.file(0, s.file);
-        EXPECT_EQ(run(expander, "x", true).found, t.dir(0) + "/" + s.file);
-        // Without shared libraries the static forms alone count.
-        EXPECT_EQ(run(expander, "x", false).found,
-                  t.dir(0) + (s.shared ? "/libx.a" : "/" + std::string(s.file)));
+    // Within one directory, last to first: each new form takes over;
+    // without shared libraries the static forms alone count.
+    std::string staticForm;
+    for (const char *file : {"x.lib", "libx.a", "x.dll", "libx.dll", "libx.so"}) {
+        std::string path = t.file(0, file);
+        if (staticForm.empty() || std::string(file) == "libx.a") staticForm = path;
+        EXPECT_EQ(run(expander, "x", true), path);
+        EXPECT_EQ(run(expander, "x", false), staticForm);
     }
     // The directory is the outer loop: a static library in the first
     // directory wins over a shared one in the second.
     Tree u;
     LibNameExpander second(true);
-    std::string both = u.dir(0) + ";" + u.dir(1);
+    std::string both = u.list(0, 1);
     second.add_lib_path(both.c_str());
-    u.file(0, "libx.a");
     u.file(1, "libx.so");
-    EXPECT_EQ(run(second, "x", true).found, u.dir(0) + "/libx.a");
+    EXPECT_EQ(run(second, "x", true), u.file(0, "libx.a"));
 }
 
 TEST(LibNameExpander, LongNamesAndMissingLibraries) {
     Tree t;
     LibNameExpander expander(true);
-    std::string added = t.dir(0);
-    expander.add_lib_path(added.c_str());
-    std::string name(35, 'n');
-    t.file(0, "lib" + name.substr(0, 30) + ".a");
-    EXPECT_EQ(run(expander, name.c_str(), false).found,
-              t.dir(0) + "/lib" + name.substr(0, 30) + ".a");
-    // Names that agree in their first 30 characters find the same file.
-    EXPECT_EQ(run(expander, (name + "z").c_str(), false).found,
-              t.dir(0) + "/lib" + name.substr(0, 30) + ".a");
-    Search missing = run(expander, "absent", true);
-    EXPECT_EQ(missing.found, "");
-    EXPECT_EQ(missing.messages, "[tnm] Library not found: -labsent\n");
+    expander.add_lib_path(t.dirs[0].c_str());
+    // Names are cut to 30 characters in the file names, not in the message.
+    std::string name(35, 'n'), path = t.file(0, "lib" + name.substr(0, 30) + ".a");
+    EXPECT_EQ(run(expander, name.c_str(), false), path);
+    EXPECT_EQ(run(expander, (name + "z").c_str(), false), path);
+    EXPECT_EQ(run(expander, "absent", true), "[tnm] Library not found: -labsent\n");
     std::string longMissing(40, 'm');
-    EXPECT_EQ(run(expander, longMissing.c_str(), false).messages,
+    EXPECT_EQ(run(expander, longMissing.c_str(), false),
               "[tnm] Library not found: -l" + longMissing + "\n");
 }
 
 TEST(LibNameExpander, CrossLinkingSearchesOnlyWhatWasGiven) {
     Tree t;
-    EnvSetting ld("LD_LIBRARY_PATH", t.dir(0));
-    EnvSetting libpath("LIBPATH", t.dir(1));
-    t.file(0, "libx.a");
-    t.file(1, "libx.a");
+    EnvSetting ld("LD_LIBRARY_PATH", t.dirs[0]);
+    EnvSetting libpath("LIBPATH", t.dirs[1]);
+    t.file(0, "libx.a"), t.file(1, "libx.a");
     LibNameExpander expander(true);
     EXPECT_EQ(expander.postLibraryPath, nullptr);
     EXPECT_EQ(expander.defaultPath, nullptr);
-    EXPECT_EQ(run(expander, "x", false).found, "");
-    std::string fallback = t.dir(2);
-    expander.add_default_lib_path(fallback.c_str());
+    EXPECT_EQ(run(expander, "x", false), "[tnm] Library not found: -lx\n");
+    expander.add_default_lib_path(t.dirs[2].c_str());
     EXPECT_TRUE(expander.defaultPathGiven);
-    t.file(2, "libx.a");
-    EXPECT_EQ(run(expander, "x", false).found, t.dir(2) + "/libx.a");
+    std::string fallback = t.file(2, "libx.a");
+    EXPECT_EQ(run(expander, "x", false), fallback);
     // Leaving cross linking does not read the environment again.
     expander.setCrossLinking(false);
-    EXPECT_EQ(run(expander, "x", false).found, t.dir(2) + "/libx.a");
+    EXPECT_EQ(run(expander, "x", false), fallback);
 }
 
 TEST(LibNameExpander, TracesWithTheToggleOn) {
     Tree t;
     LibNameExpander expander(true);
-    std::string added = t.dir(0);
+    const std::string &d = t.dirs[0];
     Toggle &lib = toggleTable().set("LIB", true);
     testing::internal::CaptureStdout();
-    expander.add_lib_path(added.c_str());
+    expander.add_lib_path(d.c_str());
+    expander.add_default_lib_path(t.dirs[1].c_str());
     expander.setCrossLinking(true);
     t.file(0, "x.lib");
     run(expander, "x", false);
@@ -180,10 +146,8 @@ TEST(LibNameExpander, TracesWithTheToggleOn) {
     std::fflush(stdout);
     std::string out = testing::internal::GetCapturedStdout();
     lib.pop();
-    std::string d = t.dir(0);
-    EXPECT_EQ(out, "[lib] add_lib_path(\"" + d +
-                       "\")\n[LIB] Cross linking set to TRUE\n"
-                       "[lib] Process -lx\n[LIB] trying " +
+    EXPECT_EQ(out, "[lib] add_lib_path(\"" + d + "\")\n[lib] add_default_lib_path(\"" + t.dirs[1] +
+                       "\")\n[LIB] Cross linking set to TRUE\n[lib] Process -lx\n[LIB] trying " +
                        d + "/libx.a\n[LIB] trying " + d + "/x.lib\n[LIB] ...Success on " + d +
                        "/x.lib!\n");
 }
