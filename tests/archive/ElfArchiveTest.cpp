@@ -43,107 +43,81 @@ TEST_F(ArchiveFixture, SymbolTableLeadsToTheDefiningMembers) {
     EXPECT_EQ(symbols()[1].first, "unended");
 }
 
-// Each message of the tables: the file, the words ("" for none), and the
-// members and symbol count that stay usable.
-struct TableCase {
-    const char *what;
-    Bytes bytes;
-    std::string expected;
-    Names members;
-    size_t symbolCount;
-};
-void PrintTo(const TableCase &c, std::ostream *out) {
-    *out << c.what;
-}
-
-class TableDamageTest : public ArchiveFixture, public ::testing::WithParamInterface<TableCase> {};
-
-TEST_P(TableDamageTest, ReportsAndLeavesAUsableArchive) {
-    const TableCase &c = GetParam();
-    ASSERT_NE(open(c.bytes), nullptr);
-    EXPECT_EQ(memberNames(), c.members);
-    EXPECT_EQ(symbols().size(), c.symbolCount);
-    EXPECT_EQ(messages(), c.expected.empty() ? "" : line(c.expected));
-    bool warning = c.expected.rfind("W:", 0) == 0;
-    EXPECT_EQ(errors.errorCount, c.expected.empty() || warning ? 0 : 1);
-    EXPECT_EQ(errors.warningCount, warning ? 1 : 0);
-}
-
-const Names justA = {"a.o"};
-const char corrupt[] = "Archive @ has a corrupt symbol table;\n|\tentry count is garbage: 0x";
-const char cutTable[] =
-    "Archive @ has a truncated symbol table\n|\t(EOF encountered while reading ";
-const char cutNames[] =
-    "Archive @ has a truncated string table\n|\t(EOF encountered while reading ";
-ArchiveBuilder withF() {
-    ArchiveBuilder builder;
-    builder.symbolTable({{"f", 0}});
-    return builder;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, TableDamageTest,
-    ::testing::Values(
-        TableCase{"NoTable", ArchiveBuilder().member("a.o", "1").member("b.o", "2").build(),
-                  "W:Archive @ lacks a symbol table.", Names{"a.o", "b.o"}, 0},
-        TableCase{
-            "NothingBehindTheMagic", text("!<arch>\n"), "W:Archive @ lacks a symbol table.", {}, 0},
-        TableCase{"EmptyTable", ArchiveBuilder().symbolTable({}).member("a.o", "a").build(), "",
-                  justA, 0},
-        TableCase{"SizeOverTheLimit",
-                  withF().sizeField("8000001").member("a.o", "a").build(),
-                  "Archive @ has a garbage symbol table size: 8000001",
-                  {},
-                  0},
+// Each message of the tables, with the members and the symbol count that
+// stay usable behind it.  "" expects no words.
+TEST_F(ArchiveFixture, EachTableDamageReportsAndLeavesAUsableArchive) {
+    const Names justA = {"a.o"};
+    const std::string
+        corrupt = "Archive @ has a corrupt symbol table;\n|\tentry count is garbage: 0x",
+        cutTable = "Archive @ has a truncated symbol table\n|\t(EOF encountered while reading ",
+        cutNames = "Archive @ has a truncated string table\n|\t(EOF encountered while reading ";
+    auto withF = [] { return std::move(ArchiveBuilder().symbolTable({{"f", 0}})); };
+    const struct {
+        Bytes bytes;
+        std::string expected;
+        Names members;
+        size_t symbolCount;
+    } cases[] = {
+        {ArchiveBuilder().member("a.o", "1").member("b.o", "2").build(),
+         "W:Archive @ lacks a symbol table.", Names{"a.o", "b.o"}, 0},
+        {text("!<arch>\n"), "W:Archive @ lacks a symbol table.", {}, 0},
+        {ArchiveBuilder().symbolTable({}).member("a.o", "a").build(), "", justA, 0},
+        {withF().sizeField("8000001").member("a.o", "a").build(),
+         "Archive @ has a garbage symbol table size: 8000001",
+         {},
+         0},
         // Exactly the limit passes that test and fails later, on the names.
-        TableCase{"SizeAtTheLimit",
-                  withF().sizeField("8000000").member("a.o", "a").build(),
-                  cutNames + std::string("7999992 byte string table)."),
-                  {},
-                  0},
-        TableCase{"CountTooBig", withF().symbolCount(3).member("a.o", "a").build(),
-                  corrupt + std::string("3."), justA, 0},
-        TableCase{"SizeIsCountTimesFour",
-                  ArchiveBuilder().rawMember("/", rawTable(2, {0}, "")).member("a.o", "").build(),
-                  corrupt + std::string("2."), justA, 0},
+        {withF().sizeField("8000000").member("a.o", "a").build(),
+         cutNames + "7999992 byte string table).",
+         {},
+         0},
+        {withF().symbolCount(3).member("a.o", "a").build(), corrupt + "3.", justA, 0},
+        // A table of its count word and offsets alone: the count is garbage.
+        {ArchiveBuilder().rawMember("/", rawTable(2, {0}, "")).member("a.o", "").build(),
+         corrupt + "2.", justA, 0},
         // Four times this count wraps at 32 bits to something small.
-        TableCase{"CountThatWraps", withF().symbolCount(0x40000001).member("a.o", "a").build(),
-                  corrupt + std::string("40000001."), justA, 0},
-        TableCase{
-            "OffsetsCutShort",
-            ArchiveBuilder().symbolTable({{"f", 0}, {"g", 0}, {"h", 0}}).truncateTo(78).build(),
-            cutTable + std::string("3 entries)."),
-            {},
-            0},
+        {withF().symbolCount(0x40000001).member("a.o", "a").build(), corrupt + "40000001.", justA,
+         0},
+        {ArchiveBuilder().symbolTable({{"f", 0}, {"g", 0}, {"h", 0}}).truncateTo(78).build(),
+         cutTable + "3 entries).",
+         {},
+         0},
         // The file ends in the count word: the two bytes missing stay 0, so
         // the count 0x00000001 reads as 0 - no table, and nothing to say.
-        TableCase{"CountCutShort", withF().truncateTo(70).build(), "", {}, 0},
-        TableCase{"NamesCutShort",
-                  ArchiveBuilder().symbolTable({{"alpha", 0}}).truncateTo(78).build(),
-                  cutNames + std::string("6 byte string table)."),
-                  {},
-                  0},
-        TableCase{
-            "LongNameTableCutShort",
-            withF().longNameTable().sizeField("500").member("a_long_member_name.o", "").build(),
-            "Archive @ has a truncated string table",
-            {},
-            1},
-        TableCase{"MoreEntriesThanNames",
-                  ArchiveBuilder()
-                      .rawMember("/", rawTable(3, {88, 88, 88}, std::string_view("x\0y\0", 4)))
-                      .member("a.o", "a")
-                      .build(),
-                  "Archive @ has a corrupted symbol table after entry 2", justA, 2},
-        TableCase{"NoNamesAtAll",
-                  ArchiveBuilder().rawMember("/", rawTable(1, {8}, "")).member("a.o", "a").build(),
-                  "Archive @ has a corrupted symbol table after entry 0", justA, 0},
+        {withF().truncateTo(70).build(), "", {}, 0},
+        {ArchiveBuilder().symbolTable({{"alpha", 0}}).truncateTo(78).build(),
+         cutNames + "6 byte string table).",
+         {},
+         0},
+        {withF().longNameTable().sizeField("500").member("a_long_member_name.o", "").build(),
+         "Archive @ has a truncated string table",
+         {},
+         1},
+        {ArchiveBuilder()
+             .rawMember("/", rawTable(3, {88, 88, 88}, std::string_view("x\0y\0", 4)))
+             .member("a.o", "a")
+             .build(),
+         "Archive @ has a corrupted symbol table after entry 2", justA, 2},
+        {ArchiveBuilder().rawMember("/", rawTable(1, {8}, "")).member("a.o", "a").build(),
+         "Archive @ has a corrupted symbol table after entry 0", justA, 0},
         // A first member "//" counts as a symbol table; "long" is its count.
-        TableCase{
-            "LongNameTableFirst",
-            ArchiveBuilder().rawMember("//", text("long_name.o/\n")).member("a.o", "").build(),
-            corrupt + std::string("6c6f6e67."), justA, 0}),
-    [](const auto &info) { return std::string(info.param.what); });
+        {ArchiveBuilder().rawMember("//", text("long_name.o/\n")).member("a.o", "").build(),
+         corrupt + "6c6f6e67.", justA, 0},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        SCOPED_TRACE(i);
+        const auto &c = cases[i];
+        log.str("");
+        errors.errorCount = errors.warningCount = 0;
+        ASSERT_NE(open(c.bytes), nullptr);
+        EXPECT_EQ(memberNames(), c.members);
+        EXPECT_EQ(symbols().size(), c.symbolCount);
+        EXPECT_EQ(messages(), c.expected.empty() ? "" : line(c.expected));
+        bool warning = c.expected.rfind("W:", 0) == 0;
+        EXPECT_EQ(errors.errorCount, c.expected.empty() || warning ? 0 : 1);
+        EXPECT_EQ(errors.warningCount, warning ? 1 : 0);
+    }
+}
 
 TEST_F(ArchiveFixture, LongNameTableIsLookedForInSecondOrThirdPlaceOnly) {
     Bytes table = text("first_long_name.o/\nsecond_long_name.o/\n");

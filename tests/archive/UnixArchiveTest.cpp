@@ -139,48 +139,43 @@ TEST_F(ArchiveFixture, WalkWithoutContextUsesWhatItReadAndEnds) {
 
 // A damaged header is fatal in the first walk that reaches it, also under
 // the silent context, which ends the process without a word.
-class CorruptHeaderTest : public ::testing::TestWithParam<std::pair<Bytes, uint32_t>> {};
-
-TEST_P(CorruptHeaderTest, IsFatalWithTheHeadersOffset) {
-    ScratchDir dir;
-    std::string path = dir.write("lib.a", GetParam().first);
-    auto walk = [&](ErrorContext &errors) {
-        InputFile file(path.c_str(), nullptr);
-        if (std::unique_ptr<Archive> archive = Archive::open(file, &errors))
-            archive->eachMember([](const ArchiveMember &) { return true; });
-        exit(0);
+TEST(ArchiveDeathTest, CorruptHeaderIsFatalWithItsOffset) {
+    const std::pair<Bytes, uint32_t> cases[] = {
+        {ArchiveBuilder().member("a.o", "aa").member("b", "b").terminator("`X").build(), 70},
+        {ArchiveBuilder().symbolTable({}).terminator("\n`").member("a", "").build(), 8},
+        {ArchiveBuilder().member("a.o", "aa").member("b.o", "b").truncateTo(129).build(), 70},
+        {text("!<arch>\n/               0"), 8},
+        {ArchiveBuilder().member("a.o", "aa").member("b.o", "b").sizeField("-62").build(), 70},
+        {ArchiveBuilder().symbolTable({}).sizeField("-3").member("a.o", "a").build(), 8},
+        {ArchiveBuilder().symbolTable({}).longNameTable().sizeField("-1").build(), 72},
+        // At construction the search for the long-name table reaches the
+        // third header when the second is a system member.
+        {ArchiveBuilder()
+             .symbolTable({})
+             .rawMember("/", Bytes(2, 0))
+             .rawMember("//", Bytes(2, 0))
+             .terminator("  ")
+             .build(),
+         134},
     };
     ErrFormat engine;
     StreamFormatOut out(std::cerr, engine);
     ErrorCounter errors(out, "tnm");
     NullErrorContext silent;
-    EXPECT_EXIT(walk(errors), ::testing::ExitedWithCode(1),
-                ::testing::StrEq("[tnm] Fatal Error: Corrupted archive header at offset 0x" +
-                                 hex(GetParam().second) + " in " + path + "\n"));
-    EXPECT_EXIT(walk(silent), ::testing::ExitedWithCode(1), ::testing::StrEq(""));
+    for (const auto &[bytes, offset] : cases) {
+        ScratchDir dir;
+        std::string path = dir.write("lib.a", bytes);
+        auto walk = [&](ErrorContext &context) {
+            InputFile file(path.c_str(), nullptr);
+            if (std::unique_ptr<Archive> archive = Archive::open(file, &context))
+                archive->eachMember([](const ArchiveMember &) { return true; });
+            exit(0);
+        };
+        EXPECT_EXIT(walk(errors), ::testing::ExitedWithCode(1),
+                    ::testing::StrEq("[tnm] Fatal Error: Corrupted archive header at offset 0x" +
+                                     hex(offset) + " in " + path + "\n"));
+        EXPECT_EXIT(walk(silent), ::testing::ExitedWithCode(1), ::testing::StrEq(""));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Damage, CorruptHeaderTest,
-    ::testing::Values(
-        std::pair(ArchiveBuilder().member("a.o", "aa").member("b", "b").terminator("`X").build(),
-                  70u),
-        std::pair(ArchiveBuilder().symbolTable({}).terminator("\n`").member("a", "").build(), 8u),
-        std::pair(ArchiveBuilder().member("a.o", "aa").member("b.o", "b").truncateTo(129).build(),
-                  70u),
-        std::pair(text("!<arch>\n/               0"), 8u),
-        std::pair(ArchiveBuilder().member("a.o", "aa").member("b.o", "b").sizeField("-62").build(),
-                  70u),
-        std::pair(ArchiveBuilder().symbolTable({}).sizeField("-3").member("a.o", "a").build(), 8u),
-        std::pair(ArchiveBuilder().symbolTable({}).longNameTable().sizeField("-1").build(), 72u),
-        // At construction the search for the long-name table reaches the
-        // third header when the second is a system member.
-        std::pair(ArchiveBuilder()
-                      .symbolTable({})
-                      .rawMember("/", Bytes(2, 0))
-                      .rawMember("//", Bytes(2, 0))
-                      .terminator("  ")
-                      .build(),
-                  134u)));
 
 } // namespace

@@ -34,68 +34,58 @@ FileIdentity identifyBytes(const Bytes &bytes, bool deep) {
 
 TEST(FileIdentity, ShallowTestsInTheirOrder) {
     Processor *ix86 = &Processor::iX86(), *arm = &Processor::arm();
-    const struct {
-        Bytes bytes;
-        ObjectFormatKind kind;
-        bool isArchive = false;
-        Processor *processor = nullptr;
-    } cases[] = {
-        {{}, unknownFormat},
-        {bytesOf(std::string(29, 'a') + "\t\n"), commandsFormat}, // 31 printable
-        {bytesOf(std::string(30, 'a') + "\b"), unknownFormat},
-        {image("7F454C46", 31), unknownFormat}, // too short for ELF
-        {bytesOf("!<arch>\n"), commandsFormat}, // too short for a library
-        {image("80", 1), unknownFormat},        // too short for OMF
-        {image("213C617263683E0A"), unknownFormat, true},
-        {bytesOf("!<arch>\n" + std::string(30, 'x')), unknownFormat, true},
-        {bytesOf("!<arcX\n" + std::string(30, 'x')), commandsFormat},
-        {image("7F454C46"), elfFormat},
-        {image("00030107"), bsdFormat},
-        {image("00020108"), bsdFormat},
-        {image("8000010B"), bsdFormat},
-        {image("4C010107"), bsdFormat}, // a.out before COFF
-        {image("00040107"), unknownFormat},
-        {image("00030109"), unknownFormat},
-        {image("4C01"), ntFormat},
-        {image("6601"), ntFormat},
-        {image("8401"), ntFormat},
-        {image("F001"), ntFormat}, // before OMF
-        {image("0268"), ntFormat},
-        {image("0290"), ntFormat},
-        {image("6802"), unknownFormat},
-        {image("0150"), coffFormat},
-        {image("5001"), coffFormat},
-        {image("014C"), coffFormat},
-        {image("0142"), coffFormat},
-        {image("7F01"), coffFormat},
-        {image("0141"), unknownFormat},
-        {image("0180"), unknownFormat},
-        {image("4281"), unknownFormat}, // negative when exchanged
-        {image("C5C6CBC30000000000000000"
-               "4F424A5F"),
-         armFormat, false, arm},
-        {image("C5C6CBC30000000000000000"
-               "4C49425F"),
-         armFormat, true, arm},
-        {image("C3CBC6C5"), armFormat, false, arm},
-        {image("80"), dosFormat, false, ix86},
-        {image("8081"), dosFormat, false, ix86},
-        {image("F00D0003"), unknownFormat, true, ix86},
-        {image("F00D0004"), unknownFormat},
-        {bytesOf("int main(void) { return 0; }\r\n\f\v"), commandsFormat},
-        {bytesOf(std::string(31, 'a') + "\b"), unknownFormat},
-        {bytesOf(std::string(40, 'a') + "\x7F"), commandsFormat},
-        {bytesOf("\x7F" + std::string(40, 'a')), unknownFormat},
-    };
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        SCOPED_TRACE(i);
-        FileIdentity id = identifyBytes(cases[i].bytes, false);
-        EXPECT_EQ(int(id.kind), int(cases[i].kind));
-        EXPECT_EQ(id.isArchive, cases[i].isArchive);
-        EXPECT_EQ(id.processor, cases[i].processor);
+    auto check = [&](const Bytes &bytes, ObjectFormatKind kind, bool isArchive,
+                     Processor *processor) {
+        FileIdentity id = identifyBytes(bytes, false);
+        EXPECT_EQ(int(id.kind), int(kind));
+        EXPECT_EQ(id.isArchive, isArchive);
+        EXPECT_EQ(id.processor, processor);
         EXPECT_EQ(id.machine, 0u);
         // Only the OMF library says anything of the byte order.
-        EXPECT_EQ(id.byteSwapped, id.isArchive && id.processor == ix86 && !hostIsLittleEndian);
+        EXPECT_EQ(id.byteSwapped, isArchive && processor == ix86 && !hostIsLittleEndian);
+    };
+    // First bytes in hex, padded with 0 to 32 bytes, by the kind they give.
+    // The order of the tests shows where magic numbers overlap: a.out before
+    // COFF (4C010107), newer COFF before OMF (F001).
+    const std::pair<ObjectFormatKind, std::vector<const char *>> byKind[] = {
+        {elfFormat, {"7F454C46"}},
+        {bsdFormat, {"00030107", "00020108", "8000010B", "4C010107"}},
+        {ntFormat, {"4C01", "6601", "8401", "F001", "0268", "0290"}},
+        {coffFormat, {"0150", "5001", "014C", "0142", "7F01"}},
+        {armFormat, {"C5C6CBC3000000000000000000000000", "C3CBC6C5"}},
+        {dosFormat, {"80", "8081"}},
+        {unknownFormat, {"00040107", "00030109", "6802", "0141", "0180", "4281", "F00D0004"}},
+    };
+    for (const auto &[kind, images] : byKind)
+        for (const char *hex : images) {
+            SCOPED_TRACE(hex);
+            check(image(hex), kind, false,
+                  kind == armFormat   ? arm
+                  : kind == dosFormat ? ix86
+                                      : nullptr);
+        }
+    // Libraries, and files too short for any magic number.
+    check(image("213C617263683E0A"), unknownFormat, true, nullptr);
+    check(bytesOf("!<arch>\n" + std::string(30, 'x')), unknownFormat, true, nullptr);
+    check(image("C5C6CBC300000000000000004C49425F"), armFormat, true, arm);
+    check(image("F00D0003"), unknownFormat, true, ix86);
+    check({}, unknownFormat, false, nullptr);
+    check(image("7F454C46", 31), unknownFormat, false, nullptr);
+    check(image("80", 1), unknownFormat, false, nullptr);
+    // Text: tab to carriage return and the visible characters, nothing else.
+    const std::pair<std::string, ObjectFormatKind> texts[] = {
+        {std::string(29, 'a') + "\t\n", commandsFormat},
+        {std::string(30, 'a') + "\b", unknownFormat},
+        {"!<arch>\n", commandsFormat},
+        {"!<arcX\n" + std::string(30, 'x'), commandsFormat},
+        {"int main(void) { return 0; }\r\n\f\v", commandsFormat},
+        {std::string(31, 'a') + "\b", unknownFormat},
+        {std::string(40, 'a') + "\x7F", commandsFormat},
+        {"\x7F" + std::string(40, 'a'), unknownFormat},
+    };
+    for (const auto &[text, kind] : texts) {
+        SCOPED_TRACE(text);
+        check(bytesOf(text), kind, false, nullptr);
     }
     // A file that cannot be read is nothing.
     InputFile missing("/nonexistent/file.o", nullptr);
