@@ -30,6 +30,7 @@ TEST(InputFile, PlainFileAndMissingFile) {
     InputFile missing("/nonexistent/missing.o", &captured.errors);
     EXPECT_TRUE(missing.status & InputFile::failBit);
     EXPECT_NE(missing.lastError, 0);
+    EXPECT_EQ(missing.descriptor, -1);
     EXPECT_EQ(captured.text(), "[tnm] Can't open file /nonexistent/missing.o\n");
     EXPECT_EQ(captured.errors.errorCount, 1);
     uint8_t b[8];
@@ -119,6 +120,7 @@ TEST(InputFile, MemberWindowsInsideTheParent) {
     ArchiveMemberName small(&lib.fileName, "a.o", 100, 50);
     InputFile member(small, captured.errors, lib);
     EXPECT_EQ(member.baseOffset, 100);
+    EXPECT_EQ(member.length, 50u);
     EXPECT_EQ(member.descriptor, lib.descriptor);
     EXPECT_FALSE(member.ownsDescriptor);
     uint8_t b[100];
