@@ -37,79 +37,78 @@ TEST(InputFile, PlainFileAndMissingFile) {
     EXPECT_EQ(missing.readCount(b, sizeof b), 0u);
 }
 
+// One step on a file: a seek to `to` (none if -1) that should answer
+// `seekResult`, then a read of `count` bytes of which `got` should come, equal
+// to the file's bytes at `base` plus the position; then the status bits and
+// the position the step should leave.
+struct Step {
+    int32_t to, seekResult;
+    uint32_t count, got, bits, position;
+};
+
+void run(InputFile &in, const Bytes &data, uint32_t base, std::initializer_list<Step> steps) {
+    int n = 0;
+    for (const Step &s : steps) {
+        SCOPED_TRACE(testing::Message() << "step " << n++ << " at " << s.to);
+        if (s.to >= 0) {
+            EXPECT_EQ(in.seek(uint32_t(s.to)), s.seekResult);
+        }
+        uint32_t at = in.position;
+        Bytes got(s.count);
+        ASSERT_EQ(in.readCount(got.data(), s.count), s.got);
+        EXPECT_TRUE(std::equal(got.begin(), got.begin() + s.got, data.begin() + base + at));
+        EXPECT_EQ(in.status & statusBits, s.bits);
+        EXPECT_EQ(in.position, s.position);
+    }
+}
+
 TEST(InputFile, SeekAndReadAtTheEndOfTheWindow) {
     Captured captured;
-    InputFile in(captured.write(pattern(64)).c_str(), nullptr);
-    uint8_t b[64];
-    // Exactly the window: all bytes, no eofBit; one more byte sets eofBit only.
-    EXPECT_EQ(in.readCount(b, 64), 64u);
-    EXPECT_EQ(in.status & statusBits, 0u);
-    EXPECT_EQ(in.readCount(b, 1), 0u);
-    EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
-    // A seek to the very end succeeds and clears eofBit; a read of 1 sets it.
-    EXPECT_EQ(in.seek(64), 64);
-    EXPECT_EQ(in.status & statusBits, 0u);
-    in.read(b, 1);
-    EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
-    // A short read delivers what is there and moves past it.
-    in.seek(60);
-    EXPECT_EQ(in.readCount(b, 8), 4u);
-    EXPECT_EQ(b[3], 63);
-    EXPECT_EQ(in.position, 64u);
-    // One past the end fails and leaves the position.
-    EXPECT_EQ(in.seek(10), 10);
-    EXPECT_EQ(in.seek(65), -1);
-    EXPECT_EQ(in.position, 10u);
-    EXPECT_EQ(in.status & failed, failed);
-    // failBit and badBit stay after a good seek; eofBit does not.
-    EXPECT_EQ(in.seek(0), 0);
-    EXPECT_EQ(in.status & statusBits, failed);
+    Bytes data = pattern(64);
+    InputFile in(captured.write(data).c_str(), nullptr);
+    const uint32_t eof = InputFile::eofBit;
+    run(in, data, 0,
+        {{-1, 0, 64, 64, 0, 64},     // exactly the window: no eofBit
+         {-1, 0, 1, 0, eof, 64},     // one byte more: eofBit only
+         {64, 64, 0, 0, 0, 64},      // a seek to the very end succeeds, clears eofBit
+         {-1, 0, 1, 0, eof, 64},     // and a read of 1 there sets it
+         {60, 60, 8, 4, eof, 64},    // a short read delivers what is there
+         {10, 10, 0, 0, 0, 10},      // a good seek clears eofBit
+         {65, -1, 0, 0, failed, 10}, // one past the end fails, leaves the position
+         {0, 0, 0, 0, failed, 0}});  // failBit and badBit stay, eofBit does not
 }
 
 TEST(InputFile, ReadsAcrossTheBufferBoundary) {
-    const uint32_t size = 3 * InputFile::bufferSize + 17;
+    const int32_t size = 3 * InputFile::bufferSize + 17;
     Bytes data = pattern(size);
     Captured captured;
     InputFile in(captured.write(data).c_str(), nullptr);
-    // Reads of awkward sizes that straddle every buffer boundary, then one
-    // long read that needs no buffer at all.
-    struct Step {
-        uint32_t at, count;
-    } steps[] = {{4090, 12}, {4095, 1},          {4096, 1},    {8191, 2},
-                 {0, 4097},  {5, 3 * 4096 + 12}, {12000, 300}, {size - 3, 3}};
-    for (const Step &s : steps) {
-        SCOPED_TRACE(s.at);
-        Bytes got(s.count);
-        ASSERT_EQ(in.seek(s.at), int32_t(s.at));
-        ASSERT_EQ(in.readCount(got.data(), s.count), s.count);
-        EXPECT_TRUE(std::equal(got.begin(), got.end(), data.begin() + s.at));
-        EXPECT_EQ(in.position, s.at + s.count);
-        EXPECT_EQ(in.status & statusBits, 0u);
-    }
-    // A read past the end sets eofBit; a seek far outside the buffered bytes
-    // clears it as one inside them does.
-    in.seek(size - 1);
-    uint8_t two[2];
-    EXPECT_EQ(in.readCount(two, 2), 1u);
-    EXPECT_EQ(in.status & statusBits, InputFile::eofBit);
-    EXPECT_EQ(in.seek(0), 0);
-    EXPECT_EQ(in.status & statusBits, 0u);
-    // Byte by byte through a boundary: each read continues the last.
-    in.seek(4093);
-    for (uint32_t i = 4093; i < 4100; ++i) {
-        uint8_t b;
-        in.read(&b, 1);
-        EXPECT_EQ(b, data[i]);
-    }
-    // A seek inside the buffered bytes needs no descriptor.
-    in.seek(8190);
-    in.read(two, 1);
+    // Reads of awkward sizes that straddle every buffer boundary, long reads
+    // that need no buffer at all, a read past the end, a seek far outside the
+    // buffered bytes, then byte by byte through a boundary.
+    run(in, data, 0,
+        {{4090, 4090, 12, 12, 0, 4102},
+         {4095, 4095, 1, 1, 0, 4096},
+         {4096, 4096, 1, 1, 0, 4097},
+         {8191, 8191, 2, 2, 0, 8193},
+         {0, 0, 4097, 4097, 0, 4097},
+         {5, 5, 3 * 4096 + 12, 3 * 4096 + 12, 0, 3 * 4096 + 17},
+         {12000, 12000, 300, 300, 0, 12300},
+         {size - 3, size - 3, 3, 3, 0, size},
+         {size - 1, size - 1, 2, 1, InputFile::eofBit, size},
+         {0, 0, 0, 0, 0, 0},
+         {4094, 4094, 1, 1, 0, 4095},
+         {-1, 0, 1, 1, 0, 4096},
+         {-1, 0, 1, 1, 0, 4097},
+         {-1, 0, 1, 1, 0, 4098},
+         {8190, 8190, 1, 1, 0, 8191}});
+    // A seek inside the buffered bytes, their end included, needs no
+    // descriptor.
     int saved = in.descriptor;
     in.descriptor = -1;
-    EXPECT_EQ(in.seek(8192), 8192);
-    in.read(two, 2);
-    EXPECT_EQ(two[1], data[8193]);
-    EXPECT_EQ(in.seek(8190 + in.filled), int32_t(8190 + in.filled)); // the end counts as inside
+    run(in, data, 0,
+        {{8192, 8192, 2, 2, 0, 8194},
+         {int32_t(8190 + in.filled), int32_t(8190 + in.filled), 0, 0, 0, 8190 + in.filled}});
     in.descriptor = saved;
 }
 
@@ -123,16 +122,12 @@ TEST(InputFile, MemberWindowsInsideTheParent) {
     EXPECT_EQ(member.length, 50u);
     EXPECT_EQ(member.descriptor, lib.descriptor);
     EXPECT_FALSE(member.ownsDescriptor);
+    run(member, data, 100,
+        {{-1, 0, 50, 50, 0, 50},                           // the whole window
+         {-1, 0, 1, 0, InputFile::eofBit, 50},             // nothing of the parent behind it
+         {51, -1, 0, 0, failed | InputFile::eofBit, 50}}); // no seek beyond it
+    EXPECT_EQ(member.filled, 50u);                         // the fill stopped at the window's end
     uint8_t b[100];
-    EXPECT_EQ(member.readCount(b, 50), 50u);
-    EXPECT_EQ(b[0], data[100]);
-    EXPECT_EQ(b[49], data[149]);
-    EXPECT_EQ(member.status & statusBits, 0u);
-    EXPECT_EQ(member.filled, 50u); // the fill stopped at the window's end
-    // Nothing of the parent beyond the window is visible.
-    EXPECT_EQ(member.readCount(b, 1), 0u);
-    EXPECT_EQ(member.status & statusBits, InputFile::eofBit);
-    EXPECT_EQ(member.seek(51), -1);
 
     // Two members on one descriptor, read in turn, each past its buffer.
     ArchiveMemberName first(&lib.fileName, "a.o", 0, 10000),
@@ -159,11 +154,7 @@ TEST(InputFile, MemberWindowsInsideTheParent) {
     ArchiveMemberName big(&lib.fileName, "big.o", 19950, 1000);
     InputFile bigFile(big, captured.errors, lib);
     EXPECT_EQ(bigFile.length, 1000u);
-    EXPECT_EQ(bigFile.seek(900), 900);
-    EXPECT_EQ(bigFile.status & statusBits, 0u);
-    bigFile.seek(0);
-    EXPECT_EQ(bigFile.readCount(b, 100), 50u);
-    EXPECT_EQ(bigFile.status & statusBits, InputFile::eofBit);
+    run(bigFile, data, 19950, {{900, 900, 0, 0, 0, 900}, {0, 0, 100, 50, InputFile::eofBit, 50}});
 
     // A member of a member: both offsets count.
     ArchiveMemberName inner(&lib.fileName, "inner.a", 100, 300), x(&inner, "x.o", 40, 20);

@@ -4,53 +4,48 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 namespace {
 
-constexpr uint32_t none = Processor::noMachine;
+// An entry's answers as one line: name ("*" if embedded), then its ELF, COFF
+// and a.out numbers in hex ("-" for none).
+std::string answers(const Processor &p) {
+    std::ostringstream out;
+    out << p.name() << (p.embeddedFlag() ? "*" : "") << std::hex;
+    for (uint32_t number : {p.elfMachine(), p.coffMachine(), p.bsdMachine()})
+        number == Processor::noMachine ? out << " -" : out << " " << number;
+    return out.str();
+}
 
 TEST(Processor, TheTable) {
-    struct Row {
-        Processor *entry;
-        const char *name;
-        uint32_t elf, coff, bsd;
-        bool embedded;
-    } rows[] = {
-        {&Processor::sparc(), "SPARC", 2, none, 3, false},
-        {&Processor::iX86(), "iX86", 3, 0x14C, none, false},
-        {&Processor::i860(), "i860", 7, none, none, false},
-        {&Processor::mc680x0(), "MC680X0", 4, 0x150, none, false},
-        {&Processor::am29k(), "AM29K", none, 0x17A, none, true},
-        {&Processor::am29kL(), "AM29K-L", none, 0x17B, none, true},
-        {&Processor::arm(), "ARM", 0x28, none, none, false},
-        {&Processor::ilMachine(), "IL-Machine", 0x9999, none, none, true},
-        {&Processor::pjc(), "PJC", 0x63, none, none, false},
-        {&Processor::powerPC(0x0B), "PowerPC", 0x0B, none, none, false},
-        {&Processor::mips(), "MIPS", 8, none, none, false},
-        {&Processor::powerPCEmbedded(0x11), "PowerPC", 0x11, none, none, true},
-        {&Processor::arc(), "ARC", 0x2D, none, none, true},
-        {&Processor::videoCore(), "VideoCore", 0x5F, none, none, true},
-        {&Processor::arcA5(), "ARC-A5", 0x5D, none, none, true},
+    Processor *entries[] = {
+        &Processor::sparc(),       &Processor::iX86(),      &Processor::i860(),
+        &Processor::mc680x0(),     &Processor::am29k(),     &Processor::am29kL(),
+        &Processor::arm(),         &Processor::ilMachine(), &Processor::pjc(),
+        &Processor::powerPC(0x0B), &Processor::mips(),      &Processor::powerPCEmbedded(0x11),
+        &Processor::arc(),         &Processor::videoCore(), &Processor::arcA5(),
     };
-    for (const Row &r : rows) {
-        SCOPED_TRACE(r.name);
-        EXPECT_STREQ(r.entry->name(), r.name);
-        EXPECT_EQ(r.entry->elfMachine(), r.elf);
-        EXPECT_EQ(r.entry->coffMachine(), r.coff);
-        EXPECT_EQ(r.entry->bsdMachine(), r.bsd);
-        EXPECT_EQ(r.entry->embeddedFlag(), r.embedded);
-        EXPECT_STREQ(r.entry->smallDataBaseSymbol(), "_SDA_BASE_");
-        EXPECT_STREQ(r.entry->smallData2BaseSymbol(), "_SDA2_BASE_");
+    const char *expected[] = {
+        "SPARC 2 - 3",    "iX86 3 14c -",      "i860 7 - -",     "MC680X0 4 150 -",
+        "AM29K* - 17a -", "AM29K-L* - 17b -",  "ARM 28 - -",     "IL-Machine* 9999 - -",
+        "PJC 63 - -",     "PowerPC b - -",     "MIPS 8 - -",     "PowerPC* 11 - -",
+        "ARC* 2d - -",    "VideoCore* 5f - -", "ARC-A5* 5d - -",
+    };
+    for (size_t i = 0; i < std::size(entries); ++i) {
+        EXPECT_EQ(answers(*entries[i]), expected[i]);
+        EXPECT_STREQ(entries[i]->smallDataBaseSymbol(), "_SDA_BASE_");
+        EXPECT_STREQ(entries[i]->smallData2BaseSymbol(), "_SDA2_BASE_");
+        // One object per target.
+        for (size_t j = i + 1; j < std::size(entries); ++j)
+            EXPECT_NE(entries[i], entries[j]);
     }
-    // One object per target: every accessor call gives the same one.
-    for (size_t i = 0; i < std::size(rows); ++i)
-        for (size_t j = i + 1; j < std::size(rows); ++j)
-            EXPECT_NE(rows[i].entry, rows[j].entry);
-    // The PowerPC entries answer with the number last stored, each its own.
-    EXPECT_EQ(&Processor::powerPC(0x14), rows[9].entry);
-    EXPECT_EQ(rows[9].entry->elfMachine(), 0x14u);
-    EXPECT_EQ(rows[11].entry->elfMachine(), 0x11u);
+    // The PowerPC entries answer with the number last stored, each its own:
+    // the embedded entry's store above left the plain one at 0x0B.
+    EXPECT_EQ(&Processor::powerPC(0x14), entries[9]);
+    EXPECT_EQ(entries[9]->elfMachine(), 0x14u);
+    EXPECT_EQ(entries[11]->elfMachine(), 0x11u);
 }
 
 // A small-data section of a chosen size.
