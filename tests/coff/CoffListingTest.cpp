@@ -1,0 +1,66 @@
+// A COFF file listed as the tool lists it: the rows of the full and the
+// parsable layouts for every kind of COFF symbol, auxiliary entries left out.
+
+#include "CoffTestSupport.h"
+#include "kit/CoffBuilder.h"
+#include "tool/ListingSupport.h"
+#include "tool/nm_listing.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::vector<uint8_t> sample() {
+    return CoffBuilder(BigEndian, 0x150)
+        .section(".text", coffSectionText, bytes(48))
+        .address(0x1000)
+        .section(".data", coffSectionData, bytes(8))
+        .address(0x1030)
+        .section(".bss", coffSectionBss, {}, 16)
+        .address(0x1038)
+        .symbol("shapes.c", 0, -2, coffClassFile)
+        .aux(std::vector<uint8_t>(18, 'z'))
+        .symbol(".text", 0x1000, 1, coffClassStatic)
+        .aux(48, {2, 0})
+        .symbol("_area", 0x1010, 1, coffClassExternal, 0x24)
+        .aux(0, {0, 32})
+        .symbol("_scale", 0x1034, 2, coffClassStatic)
+        .symbol("_buffer", 64, 0, coffClassExternal)
+        .symbol("_sqrt_of_the_value", 0, 0, coffClassExternal)
+        .symbol("_limit", 0x7FF0, -1, coffClassExternal)
+        .symbol("_zero", 0x1038, 3, coffClassExternal)
+        .build();
+}
+
+TEST_F(ListingTest, FullAndParsableRowsOfACoffFile) {
+    Reports reports;
+    LoadedCoff coff = loadCoff(sample(), reports);
+    ASSERT_TRUE(reports.lines.empty());
+    RecordingErrors errors;
+    const std::pair<const char *, std::string> cases[] = {
+        {"-", "\ntest.o:\n"
+              "Value        Size Binding  Type  Sect     Name\n"
+              "00000000        0 LOCAL    FILE           shapes.c\n"
+              "00000000       48 LOCAL    SECT  .text    .text\n"
+              "00000010       32 GLOBAL   FUNC  .text    _area\n"
+              "00000004        0 LOCAL    DATA  .data    _scale\n"
+              "00000000       64 GLOBAL   DATA  COMM     _buffer\n"
+              "00000000        0 GLOBAL   DATA  UNDEF    _sqrt_of_the_value\n"
+              "00007ff0        0 GLOBAL   DATA  ABS      _limit\n"
+              "00000000        0 GLOBAL   DATA  .bss     _zero\n"},
+        {"-pg", "\ntest.o:\n"
+                "Value     Type  Name\n"
+                "00000010    T   _area\n"
+                "00000000    C   _buffer\n"
+                "00000000    U   _sqrt_of_the_value\n"
+                "00007ff0    A   _limit\n"
+                "00000000    B   _zero\n"},
+    };
+    for (const auto &[letters, expected] : cases) {
+        nmOptions = optionsOf(letters);
+        EXPECT_EQ(captureStdout([&] { displayObject(*coff.object, errors); }), expected) << letters;
+    }
+    EXPECT_EQ(errors.lines, "");
+}
+
+} // namespace
