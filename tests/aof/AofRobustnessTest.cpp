@@ -1,0 +1,102 @@
+// The chunk file helpers on their own, and every word of a sound file
+// changed to values that damage it: reading must end either with an object
+// whose every answer can be asked or with one fatal report, never with a
+// read outside a block (which the sanitizer build catches).
+#include "AofTestSupport.h"
+
+#include "aof/ArmUtil.h"
+
+namespace {
+
+TEST_F(AofTest, ChunkFileHeaderAndRecordSwaps) {
+    for (auto order : bothOrders) {
+        std::vector<uint8_t> image = AofBuilder(order).build();
+        auto file = aofInput(image);
+        ChunkFileHeader header;
+        bool swap = false;
+        ASSERT_TRUE(readChunkFileHeader(*file, header, swap));
+        const bool fileIsLittle = order == AofBuilder::littleEndian;
+        EXPECT_EQ(swap, fileIsLittle != hostIsLittleEndian);
+        EXPECT_EQ(header.identifier, chunkFileIdentifier);
+        EXPECT_EQ(header.maxChunks, 5u);
+        EXPECT_EQ(header.numChunks, 5u);
+
+        ChunkEntry first = chunkEntryFrom(image.data() + 12, swap);
+        EXPECT_EQ(std::string(first.identifier, 8), "OBJ_HEAD");
+        EXPECT_EQ(first.offset, 12u + 5 * 16);
+        EXPECT_EQ(first.size, 24u);
+    }
+
+    ChunkFileHeader header{0x01020304, 0x05060708, 0x0A0B0C0D};
+    swapChunkFileHeader(header);
+    EXPECT_EQ(header.identifier, 0x04030201u);
+    EXPECT_EQ(header.maxChunks, 0x08070605u);
+    EXPECT_EQ(header.numChunks, 0x0D0C0B0Au);
+    ChunkEntry entry{{'O', 'B', 'J', '_', 'S', 'Y', 'M', 'T'}, 0x11223344, 0x55667788};
+    swapChunkEntry(entry);
+    EXPECT_EQ(std::string(entry.identifier, 8), "OBJ_SYMT");
+    EXPECT_EQ(entry.offset, 0x44332211u);
+    EXPECT_EQ(entry.size, 0x88776655u);
+    AofSymbolRecord record{1, 2, 3, 0x80000000};
+    swapSymbolRecord(record);
+    EXPECT_EQ(record.name, 0x01000000u);
+    EXPECT_EQ(record.attributes, 0x02000000u);
+    EXPECT_EQ(record.value, 0x03000000u);
+    EXPECT_EQ(record.areaName, 0x80u);
+}
+
+TEST_F(AofTest, EveryWordDamaged) {
+    for (auto order : bothOrders) {
+        AofBuilder aof(order);
+        aof.area("C$$code", AofBuilder::code, {1, 2, 3, 4, 5, 6, 7, 8}, {{4, 0x0A000000}});
+        aof.zeroArea("C$$zidata", 0, 0x40);
+        aof.area("C$$data", 0, {1, 2, 3, 4});
+        aof.symbol("main", 0x03, 0, "C$$code");
+        aof.symbol("buffer", 0x03, 0, "C$$zidata");
+        aof.symbol("printf", 0x02, 0);
+        const std::vector<uint8_t> sound = aof.build();
+        const uint32_t size = uint32_t(sound.size());
+        int objects = 0, fatals = 0;
+        for (uint32_t at = 0; at + 4 <= size; at += 4) {
+            for (uint32_t value : {0u, 1u, 0xFFFFFFFFu, 0x7FFFFFF0u, size, size - 4}) {
+                std::vector<uint8_t> image = sound;
+                for (int b = 0; b < 4; ++b)
+                    image[at + b] = uint8_t(value >> (8 * b));
+                errors.lines.clear();
+                LoadedAof loaded = load(image);
+                if (!loaded.object) {
+                    ++fatals;
+                    EXPECT_EQ(errors.lines.rfind("fatal: ", 0), 0u) << at << " " << value;
+                    continue;
+                }
+                ++objects;
+                ArmObjectFileInput &object = *loaded.object;
+                object.eachSymbol([&](Symbol &symbol) {
+                    const char *name = symbol.name();
+                    if (name) {
+                        EXPECT_LE(std::strlen(name), size);
+                    }
+                    symbol.type();
+                    return true;
+                });
+                object.eachSection([&](Section &area) {
+                    area.name();
+                    area.eachRawDataChunk(
+                        [&](uint32_t, uint32_t n, uint8_t *bytes, RelocationsIterator *) {
+                            // The bytes handed out are all there to be read.
+                            uint32_t sum = 0;
+                            for (uint32_t i = 0; bytes && i < n; ++i)
+                                sum += bytes[i];
+                            return sum != 0xFFFFFFFF;
+                        });
+                    return true;
+                });
+            }
+        }
+        // Both ends are reached: the damage is not all fatal, nor all harmless.
+        EXPECT_GT(objects, 0);
+        EXPECT_GT(fatals, 0);
+    }
+}
+
+} // namespace
