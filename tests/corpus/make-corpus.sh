@@ -186,3 +186,24 @@ for f in i386-shapes.o libppc.a ppc-plugin.so; do
 done
 
 echo "corpus rebuilt in $here"
+
+# --- COFF objects ------------------------------------------------------------
+# i386 COFF objects of the Windows flavour (magic 0x14C), made by clang's own
+# assembler: no cross binutils needed.  The C++ one puts each inline member
+# function, virtual table and type record in a COMDAT section (flag 0x1000)
+# whose defining symbol gives the section its listed name.  Records, by LLVM's
+# objdump 14: <name>.syms.txt (llvm-objdump --syms: index, section number,
+# type, storage class, auxiliary count, value and name of every entry) and
+# <name>.headers.txt (llvm-objdump -h).
+coff_t=i686-pc-windows-msvc
+# A time stamp of 0 in the file header keeps the output the same each run.
+coffflags="-mno-incremental-linker-compatible"
+(cd "$src" && clang --target=$coff_t -O1 $BASEFLAGS $coffflags -c \
+  -o "$here/coff-i386-shapes.obj" shapes.c)
+(cd "$src" && clang++ --target=$coff_t -O0 $BASEFLAGS $coffflags -fno-exceptions \
+  -c -o "$here/coff-i386-widgets.obj" widgets.cpp)
+for f in coff-i386-shapes.obj coff-i386-widgets.obj; do
+  llvm-objdump --syms "$here/$f" | sed "s|$here/||" >"$here/$f.syms.txt"
+  llvm-objdump -h "$here/$f" | sed "s|$here/||" >"$here/$f.headers.txt"
+done
+echo "COFF objects rebuilt in $here"
