@@ -13,8 +13,8 @@ const char *ArmSection::name() {
     return owner->stringAt(header.name);
 }
 
-// An area joins the combined section of its own name: AOF names carry no
-// "$" or "%" suffixes to cut.
+// An area joins the combined section of its whole name: in AOF a "$" is part
+// of the name itself ("C$$code"), not the start of a suffix to cut.
 const char *ArmSection::combinedSectionName() {
     return owner->stringAt(header.name);
 }
