@@ -2,8 +2,8 @@
 // the section column, bindings, sizes and section-relative values.
 #include "AoutTestSupport.h"
 #include "kit/AoutBuilder.h"
+#include "tool/ListingSupport.h"
 #include "tool/nm_listing.h"
-#include "tool/nm_main.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ std::string listing(bool parsable) {
     nmOptions.parsableOutput = parsable;
     AoutReports reports;
     auto object = readAout(listedFile().build(), reports);
-    std::string out = standardOutputOf([&] { displayObject(*object, reports); });
+    std::string out = captureStdout([&] { displayObject(*object, reports); });
     nmOptions = NmOptions();
     EXPECT_TRUE(reports.lines.empty());
     return out;

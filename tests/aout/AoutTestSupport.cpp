@@ -1,12 +1,9 @@
 #include "AoutTestSupport.h"
 
 #include "input/FileName.h"
+#include "kit/RunTool.h"
 #include "support/ErrFormat.h"
 #include "support/sprintf.h"
-
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
 
 std::string AoutReports::keep(const char *severity, const char *format, va_list args) {
     static ErrFormat engine("\n|\t");
@@ -30,16 +27,12 @@ void AoutReports::vwarning(const char *format, va_list args) {
 }
 
 std::unique_ptr<InputFile> aoutInput(const std::vector<uint8_t> &image) {
-    char path[] = "/tmp/tnm-aout-test-XXXXXX";
-    int fd = mkstemp(path);
-    if (fd < 0) abort();
-    if (!image.empty() && write(fd, image.data(), image.size()) != ssize_t(image.size())) abort();
-    close(fd);
-    FileName &name = FileName::keep(std::make_unique<DisplayFileName>(path, "test.o"));
+    // The open file outlives its directory: the descriptor keeps the bytes.
+    ScratchDir dir;
+    std::string path = dir.write("test.o", image);
+    FileName &name = FileName::keep(std::make_unique<DisplayFileName>(path.c_str(), "test.o"));
     AoutReports reports;
-    auto file = std::make_unique<InputFile>(name, reports);
-    unlink(path);
-    return file;
+    return std::make_unique<InputFile>(name, reports);
 }
 
 std::unique_ptr<BsdObjectFileInput> readAout(const std::vector<uint8_t> &image,
@@ -56,23 +49,4 @@ std::string aoutFatal(const std::vector<uint8_t> &image) {
         return stop.message;
     }
     return "";
-}
-
-std::string standardOutputOf(const std::function<void()> &body) {
-    fflush(stdout);
-    FILE *sink = tmpfile();
-    if (!sink) return "<no temporary file>";
-    int saved = dup(1);
-    dup2(fileno(sink), 1);
-    body();
-    fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-    std::string text;
-    rewind(sink);
-    char chunk[4096];
-    for (size_t n; (n = fread(chunk, 1, sizeof chunk, sink)) > 0;)
-        text.append(chunk, n);
-    fclose(sink);
-    return text;
 }

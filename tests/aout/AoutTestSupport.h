@@ -1,8 +1,7 @@
 // Helpers of the a.out tests: reading a kit-made image through a real
 // InputFile as the loader would, with an error context that keeps each
 // report as a line and turns a fatal report into an exception (so that a
-// test sees the message and the process goes on); and the standard output
-// of a piece of code.
+// test sees the message and the process goes on).
 #pragma once
 
 #include "aout/BsdObjectFileInput.h"
@@ -10,7 +9,6 @@
 #include "support/error.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,6 +40,3 @@ std::unique_ptr<BsdObjectFileInput> readAout(const std::vector<uint8_t> &image,
 // The message of the fatal report that reading `image` ends with; "" when the
 // file is read.
 std::string aoutFatal(const std::vector<uint8_t> &image);
-
-// Everything `body` writes to standard output.
-std::string standardOutputOf(const std::function<void()> &body);
