@@ -72,8 +72,11 @@ void Elf32Reader::copyHeader(Elf32_Ehdr &out) const {
 
 bool Elf32Reader::fits(uint32_t offset, uint32_t size) {
     // Bytes past the end of the input are not the file's: a table or a
-    // section that reaches there is damaged, and reading it fails.
-    if (!file || offset > file->length || size > file->length - offset) {
+    // section that reaches there is damaged, and reading it fails.  The end
+    // is where the file really ends, which for a library member that claims
+    // more than the library holds lies before the end of its window.
+    uint32_t end = file ? file->bytesInFile() : 0;
+    if (!file || offset > end || size > end - offset) {
         status = elfReadFailed;
         return false;
     }

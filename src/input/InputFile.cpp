@@ -34,6 +34,12 @@ InputFile::InputFile(const FileName &name, ErrorContext &, InputFile &parent) : 
 
 InputFile::~InputFile() = default;
 
+uint32_t InputFile::bytesInFile() const {
+    int64_t rest = int64_t(fileSize) - baseOffset;
+    if (rest < 0) return 0;
+    return uint32_t(std::min<int64_t>(rest, length));
+}
+
 uint32_t InputFile::fill() {
     int64_t windowEnd = int64_t(baseOffset) + length;
     int64_t next = int64_t(bufferOffset) + filled;

@@ -50,6 +50,12 @@ public:
     // to the end succeeds.
     virtual int32_t seek(uint32_t where);
 
+    // How many bytes of the window the file really holds.  A library member
+    // may claim more than the file has; a reader checks a size found in the
+    // file against this before it allocates for it, so that a lying header
+    // costs a message and not a huge allocation.
+    uint32_t bytesInFile() const;
+
     // Reads up to `count` bytes; short reads set eofBit.
     InputFile &read(void *data, uint32_t count);
     uint32_t readCount(void *data, uint32_t count);

@@ -281,3 +281,35 @@ TEST(ArchiveListing, MemoryStaysFlatWithTheNumberOfMembers) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(ArchiveListing, AMemberClaimingMoreThanTheLibraryHoldsCostsNoHugeAllocation) {
+    // The member's header claims two thousand million bytes and its .text
+    // claims 256 MB inside that window: both lie, and the file ends first.
+    // The section is refused by its size before anything is allocated for it.
+    ScratchDir dir;
+    Bytes liar = ElfBuilder(LittleEndian)
+                     .machine(EM_386)
+                     .section(".text", SHT_PROGBITS, SHF_ALLOC | SHF_EXECINSTR, bytes(16))
+                     .symbol("f", 0, 16, STB_GLOBAL, STT_FUNC, ".text")
+                     .patchSection(".text", [](Elf32_Shdr &h) { h.sh_size = 0x10000000; })
+                     .build();
+    dir.write(
+        "liar.a",
+        ArchiveBuilder().symbolTable({}).member("liar.o", liar).sizeField("2000000000").build());
+    dir.write("liar.o", liar);
+    ToolResult result =
+        runProgram("/usr/bin/env", {"TV_MALLOC_DEBUG=0", TNM_PATH, "liar.a"}, dir.path());
+    EXPECT_LT(peakHeap(result.out), size_t(4) << 20) << result.err;
+    // Said as it is said of the same bytes alone.
+    ToolResult alone = runTool({"liar.o"}, dir.path());
+    std::string said = alone.err;
+    for (size_t at = said.find("liar.o"); at != std::string::npos;
+         at = said.find("liar.o", at + 13))
+        said.replace(at, 6, "liar.a(liar.o)");
+    EXPECT_EQ(runTool({"liar.a"}, dir.path()).err, said);
+    EXPECT_NE(said, "");
+}
+
+} // namespace

@@ -154,6 +154,8 @@ TEST(InputFile, MemberWindowsInsideTheParent) {
     ArchiveMemberName big(&lib.fileName, "big.o", 19950, 1000);
     InputFile bigFile(big, captured.errors, lib);
     EXPECT_EQ(bigFile.length, 1000u);
+    EXPECT_EQ(bigFile.bytesInFile(), 50u);
+    EXPECT_EQ(member.bytesInFile(), 50u);
     run(bigFile, data, 19950, {{900, 900, 0, 0, 0, 900}, {0, 0, 100, 50, InputFile::eofBit, 50}});
 
     // A member of a member: both offsets count.
