@@ -3,6 +3,7 @@
 #include "input/InputFile.h"
 #include "support/endian.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -42,6 +43,8 @@ ArmArchive::ArmArchive(InputFile &libraryFile, ErrorContext *)
     // are kept as the file gives them: one whose index is no "LIB_DATA"
     // entry, or lies beyond the table, has offset 0 and no member.
     symbolCapacity = symbolTableSize / 16 + 1;
+    // Room made ahead for what the file can hold, whatever the size claims.
+    symbols.reserve(std::min(symbolCapacity, file.length / 16 + 1));
     readEntries(symbolTableOffset, symbolTableSize,
                 [&](uint32_t index, const char *name, uint32_t length) {
                     symbols.push_back(SymbolRecord{index, pool.duplicate(name, length)});
