@@ -144,4 +144,26 @@ TEST(AoutDamage, LastNameWithoutItsNul) {
     EXPECT_TRUE(reports.lines.empty());
 }
 
+TEST(AoutDamage, ScrambledHeadersEndInAMessageOrARead) {
+    // Every header word set to values at the edges of the 32-bit range: the
+    // reader must end in one of its messages or read the file, never touch
+    // memory outside its blocks or allocate beyond what the file holds.
+    const uint32_t values[] = {0, 1, 12, 13, 0x7FFFFFF8, 0x80000000, 0xFFFFFFF4, 0xFFFFFFFF};
+    const std::vector<uint8_t> image = sample(BigEndian).build();
+    for (uint32_t word = 1; word < 8; ++word) {
+        for (uint32_t value : values) {
+            std::vector<uint8_t> damaged = image;
+            for (uint32_t i = 0; i < 4; ++i)
+                damaged[4 * word + i] = uint8_t(value >> (24 - 8 * i));
+            AoutReports reports;
+            try {
+                auto object = readAout(damaged, reports);
+                object->eachSymbol([](Symbol &s) { return s.name() != nullptr; });
+            } catch (const AoutFatal &stop) {
+                EXPECT_NE(stop.message.find("test.o"), std::string::npos) << stop.message;
+            }
+        }
+    }
+}
+
 } // namespace

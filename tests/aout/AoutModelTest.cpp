@@ -87,48 +87,40 @@ std::string sectionAnswers(Section &s) {
 }
 
 TEST(AoutSection, AnswersOfTheThreeSections) {
-    struct Row {
-        uint32_t size; // of each of the three sections
-        const char *text, *data, *bss;
-    };
-    const Row table[] = {
-        {0, ".text #0 size=0 file=0 align=1 x1 w0 b0 kind=text",
-         ".data #1 size=0 file=0 align=1 x0 w1 b0 kind=data",
-         ".bss #2 size=0 file=0 align=1 x0 w1 b1 kind=bss"},
-        {1, ".text #0 size=1 file=1 align=1 x1 w0 b0 kind=text",
-         ".data #1 size=1 file=1 align=1 x0 w1 b0 kind=data",
-         ".bss #2 size=1 file=0 align=1 x0 w1 b1 kind=bss"},
-        {2, ".text #0 size=2 file=2 align=2 x1 w0 b0 kind=text",
-         ".data #1 size=2 file=2 align=2 x0 w1 b0 kind=data",
-         ".bss #2 size=2 file=0 align=2 x0 w1 b1 kind=bss"},
-        {3, ".text #0 size=3 file=3 align=4 x1 w0 b0 kind=text",
-         ".data #1 size=3 file=3 align=4 x0 w1 b0 kind=data",
-         ".bss #2 size=3 file=0 align=4 x0 w1 b1 kind=bss"},
-        {7, ".text #0 size=7 file=7 align=4 x1 w0 b0 kind=text",
-         ".data #1 size=7 file=7 align=4 x0 w1 b0 kind=data",
-         ".bss #2 size=7 file=0 align=4 x0 w1 b1 kind=bss"},
-        {8, ".text #0 size=8 file=8 align=8 x1 w0 b0 kind=text",
-         ".data #1 size=8 file=8 align=8 x0 w1 b0 kind=data",
-         ".bss #2 size=8 file=0 align=8 x0 w1 b1 kind=bss"},
-    };
-    for (const Row &row : table) {
+    AoutBuilder b;
+    b.text(bytes(3)).data(bytes(9)).bss(5);
+    AoutReports reports;
+    auto object = readAout(b.build(), reports);
+    std::vector<std::string> seen;
+    object->eachSection([&](Section &s) {
+        seen.push_back(sectionAnswers(s));
+        EXPECT_EQ(s.objectFile(), object.get());
+        EXPECT_EQ(s.asBsdSection(), &s);
+        EXPECT_TRUE(s.isAllocated() && s.isLoadable() && s.isContentSection());
+        EXPECT_FALSE(s.isNote() || s.isAbsolute());
+        EXPECT_EQ(s.inputAddress(), 0u);
+        EXPECT_EQ(s.fileOffset(), 0u);
+        EXPECT_EQ(s.relocations(), nullptr);
+        return true;
+    });
+    EXPECT_EQ(seen, (std::vector<std::string>{
+                        ".text #0 size=3 file=3 align=4 x1 w0 b0 kind=text",
+                        ".data #1 size=9 file=9 align=8 x0 w1 b0 kind=data",
+                        ".bss #2 size=5 file=0 align=4 x0 w1 b1 kind=bss",
+                    }));
+}
+
+TEST(AoutSection, AlignmentBySize) {
+    // Unlike a symbol's, a size of 3 gives 4.
+    const std::pair<uint32_t, uint32_t> table[] = {{0, 1}, {1, 1}, {2, 2},   {3, 4},
+                                                   {7, 4}, {8, 8}, {1000, 8}};
+    for (auto [size, alignment] : table) {
         AoutBuilder b;
-        b.text(bytes(row.size)).data(bytes(row.size)).bss(row.size);
+        b.text(bytes(size)).bss(size);
         AoutReports reports;
         auto object = readAout(b.build(), reports);
-        std::vector<std::string> seen;
-        object->eachSection([&](Section &s) {
-            seen.push_back(sectionAnswers(s));
-            EXPECT_EQ(s.objectFile(), object.get());
-            EXPECT_EQ(s.asBsdSection(), &s);
-            EXPECT_TRUE(s.isAllocated() && s.isLoadable() && s.isContentSection());
-            EXPECT_FALSE(s.isNote() || s.isAbsolute());
-            EXPECT_EQ(s.inputAddress(), 0u);
-            EXPECT_EQ(s.fileOffset(), 0u);
-            EXPECT_EQ(s.relocations(), nullptr);
-            return true;
-        });
-        EXPECT_EQ(seen, (std::vector<std::string>{row.text, row.data, row.bss})) << row.size;
+        EXPECT_EQ(object->textSection()->alignment(), alignment) << size;
+        EXPECT_EQ(object->bssSection()->alignment(), alignment) << size;
     }
 }
 
