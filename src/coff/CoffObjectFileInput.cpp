@@ -31,16 +31,18 @@ CoffObjectFileInput::CoffObjectFileInput(InputFile &file, ErrorContext &errors, 
         entryPoint = optional.entry;
     }
 
-    // At most 65535 headers of 40 bytes: the count needs no check against
-    // the file before the table is allocated.  Bytes that a short file does
-    // not deliver read as zeros.
+    // A table that the file cannot hold whole is refused like one that lies
+    // beyond it: a damaged count makes no section objects out of nothing.
     uint32_t sectionTotal = header.f_nscns;
+    uint32_t tableAt = coffFileHeaderSize + uint32_t(header.f_opthdr);
+    file.seek(tableAt);
+    bool fits =
+        tableAt <= file.length && sectionTotal <= (file.length - tableAt) / coffSectionHeaderSize;
+    if ((file.status & InputFile::failBit) || !fits)
+        errors.fatal("Not able to read section table of %O", fileName);
     auto rawSections = std::make_unique<CoffSectionHeader[]>(sectionTotal);
-    file.seek(coffFileHeaderSize + uint32_t(header.f_opthdr));
     for (uint32_t i = 0; i < sectionTotal; ++i)
         file.readCount(&rawSections[i], coffSectionHeaderSize);
-    if (file.status & InputFile::failBit)
-        errors.fatal("Not able to read section table of %O", fileName);
 
     sections.reserve(sectionTotal);
     for (uint32_t i = 0; i < sectionTotal; ++i) {

@@ -16,9 +16,12 @@
 // table, with the top bit set an offset into the block of name copies, and
 // all ones no text at all (a name whose offset was out of range).
 //
-// Damage that leaves nothing to read (header, section table, symbol table,
-// section data beyond the file) is fatal; the rest is reported as an error
-// and the object stays usable.
+// Damage that leaves nothing to read is fatal: a header that cannot be
+// read, and a section table, symbol table, section data or relocation table
+// that lies beyond the file's end.  A table whose count reaches past the end
+// is taken the same way (the file cannot back the count, so nothing is
+// allocated by it); only a line number table that does not fit is an error.
+// Everything else is reported as an error and the object stays usable.
 #pragma once
 
 #include "coff/CoffObjectFile.h"

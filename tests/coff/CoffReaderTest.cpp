@@ -7,6 +7,7 @@
 #include "coff/CoffSymbol.h"
 #include "kit/CoffBuilder.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace {
@@ -72,6 +73,9 @@ TEST(CoffReader, FatalMessages) {
     const Case cases[] = {
         {"optional header size beyond the file",
          sound().patchHeader([](CoffFileHeader &h) { h.f_opthdr = 0xFFF0; }).build(),
+         "Not able to read section table of test.o"},
+        {"more sections than the file holds",
+         sound().patchHeader([](CoffFileHeader &h) { h.f_nscns = 0xFFFF; }).build(),
          "Not able to read section table of test.o"},
         {"symbol table beyond the file",
          sound().patchHeader([](CoffFileHeader &h) { h.f_symptr = 0x7FFFFFF0; }).build(),
@@ -339,6 +343,52 @@ TEST(CoffReaderDeathTest, OutOfRangeIndicesAreFaults) {
     EXPECT_DEATH(bare.symbolName(2), "CoffObjectFile::symbolName\\(2\\)");
     EXPECT_EQ(bare.stringAt(0), nullptr);
     EXPECT_EQ(bare.symbolAt(0), nullptr);
+}
+
+} // namespace
+
+namespace {
+
+// Every byte of a sound file of each order set to 0x00, 0x7F and 0xFF in
+// turn: each damaged file is read to the end or given up with a fatal
+// report, and every answer of what was read stays inside its blocks (the
+// sanitizer build checks that).
+TEST(CoffReader, EveryByteDamagedReadsWithoutHarm) {
+    for (ByteOrder order : {LittleEndian, BigEndian}) {
+        CoffBuilder b = sound(order);
+        b.symbol("a_long_external_name", 2, 1, ext).aux(4, {0, 8});
+        const std::vector<uint8_t> image = b.build();
+        uint32_t read = 0;
+        for (size_t at = 0; at < image.size(); ++at) {
+            for (uint8_t value : {0x00, 0x7F, 0xFF}) {
+                std::vector<uint8_t> damaged = image;
+                damaged[at] = value;
+                Reports reports;
+                LoadedCoff coff;
+                try {
+                    coff = loadCoff(damaged, reports);
+                } catch (const FatalStop &) {
+                    continue;
+                }
+                ++read;
+                size_t text = 0;
+                coff->eachSymbol([&](Symbol &s) {
+                    text += std::strlen(s.name());
+                    s.size();
+                    s.type();
+                    s.originalValue();
+                    if (Section *section = s.section()) text += std::strlen(section->name());
+                    return true;
+                });
+                coff->eachSection([&](Section &s) {
+                    text += std::strlen(s.name()) + s.alignment();
+                    return true;
+                });
+                EXPECT_LT(text, damaged.size() * 4) << at;
+            }
+        }
+        EXPECT_GT(read, image.size()); // most damage is read through
+    }
 }
 
 } // namespace
