@@ -194,7 +194,8 @@ echo "corpus rebuilt in $here"
 # whose defining symbol gives the section its listed name.  Records, by LLVM's
 # objdump 14: <name>.syms.txt (llvm-objdump --syms: index, section number,
 # type, storage class, auxiliary count, value and name of every entry) and
-# <name>.headers.txt (llvm-objdump -h).
+# <name>.headers.txt (llvm-objdump -h).  Beyond the packages above it needs
+# llvm-14 ("llvm-objdump").
 coff_t=i686-pc-windows-msvc
 # A time stamp of 0 in the file header keeps the output the same each run.
 coffflags="-mno-incremental-linker-compatible"
