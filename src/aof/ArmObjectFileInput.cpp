@@ -12,9 +12,11 @@ namespace {
 constexpr uint32_t initialElfFlags = 0x40;
 constexpr uint32_t apcsFlagBits = 0x60;
 
-// Does the chunk [offset, offset + size) lie inside the file?
+// Does the chunk [offset, offset + size) lie inside the file?  The end is
+// where the file's bytes really end: a library member may claim more.
 bool chunkFits(const InputFile &file, uint32_t offset, uint32_t size) {
-    return offset <= file.length && size <= file.length - offset;
+    uint32_t end = file.bytesInFile();
+    return offset <= end && size <= end - offset;
 }
 
 } // namespace
@@ -45,7 +47,8 @@ void ArmObjectFileInput::readChunkEntries(InputFile &file, ErrorContext &errorCo
     // A chunk table that runs past the end of the file is a truncated
     // header: reading on would only give entries made of nothing.  The test
     // also bounds the loop below by the file's size.
-    if (numChunks > (file.length - std::min(file.length, chunkFileHeaderSize)) / chunkEntrySize)
+    uint32_t end = file.bytesInFile();
+    if (numChunks > (end - std::min(end, chunkFileHeaderSize)) / chunkEntrySize)
         errorContext.fatal("File %O appears unreadable or badly truncated", &file.fileName);
     file.seek(chunkFileHeaderSize);
     for (uint32_t i = 0; i < numChunks; ++i) {

@@ -100,7 +100,7 @@ ArmInputSection::ArmInputSection(ArmObjectFileInput *owner, InputFile &file, boo
     // than left to give bytes that are not there: nothing sound can be made
     // of such an area, and the check keeps a damaged size from asking for a
     // huge block.
-    const uint32_t length = file.length;
+    const uint32_t length = file.bytesInFile();
     file.seek(position);
     if (position > length || header.size > length - position)
         errorContext.fatal("Can't read data of area %.8s in file %O", name(), &file.fileName);

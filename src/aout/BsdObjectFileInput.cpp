@@ -57,7 +57,8 @@ void BsdObjectFileInput::readStrings(InputFile &file, uint32_t offset, bool swap
     // table must be in the file, so that no length word makes the reader
     // allocate more than the file holds.
     file.seek(offset);
-    if (stringSize > plainStringLimit && stringSize > file.length - offset)
+    uint32_t end = file.bytesInFile();
+    if (stringSize > plainStringLimit && (offset > end || stringSize > end - offset))
         errorContext.fatal("In file %O: string table appears to be truncated (size=%d).", fileName,
                            stringSize);
     // The block keeps at least the length word, which a strx of 0 reads as
@@ -77,8 +78,9 @@ void BsdObjectFileInput::readSymbols(InputFile &file, uint32_t offset, bool swap
     // The entries must all be in the file before anything is allocated for
     // them: only a header whose sums wrap can ask for more.
     file.seek(offset);
-    if ((file.status & InputFile::failBit) ||
-        uint64_t(symbolTotal) * bsdNlistSize > file.length - offset)
+    uint32_t end = file.bytesInFile();
+    if ((file.status & InputFile::failBit) || offset > end ||
+        uint64_t(symbolTotal) * bsdNlistSize > end - offset)
         errorContext.fatal("In file %O: symbol table appears to be truncated.", fileName);
     auto entries = std::make_unique<BsdNlist[]>(symbolTotal);
     for (uint32_t i = 0; i < symbolTotal; ++i) {

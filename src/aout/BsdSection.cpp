@@ -123,7 +123,8 @@ BsdSectionFromInput::BsdSectionFromInput(InputFile &file, BsdObjectFile *owner, 
     // words, so that no header can make the reader allocate more than the
     // file holds.
     file.seek(offset);
-    if ((file.status & InputFile::failBit) || size > file.length - offset)
+    uint32_t end = file.bytesInFile();
+    if ((file.status & InputFile::failBit) || offset > end || size > end - offset)
         errorContext.fatal("File %O: %s section appears truncated.", &file.fileName, word);
     if (size != 0) {
         ownedBytes = std::make_unique<uint8_t[]>(size);

@@ -1,5 +1,7 @@
 #include "input/ObjectFileLoader.h"
 
+#include "aof/ArmObjectFileInput.h"
+#include "aout/BsdObjectFileInput.h"
 #include "elf/ElfObjectFileFromInput.h"
 #include "object/ObjectFile.h"
 #include "support/error.h"
@@ -20,10 +22,14 @@ std::unique_ptr<ObjectFile> loadObjectFile(InputFile &file, ErrorContext &errors
         if (!elf->isUsable()) return nullptr;
         return elf;
     }
+    // The a.out and AOF readers end the run on damage: what they return is
+    // always an object file.
+    case bsdFormat:
+        return readBsdFile(file, errors);
+    case armFormat:
+        return readArmFile(file, errors);
     case coffFormat: // COFF-READER: readCoffFile(file, errors, false)
     case ntFormat:   // COFF-READER: readCoffFile(file, errors, true)
-    case bsdFormat:  // AOUT-READER: readBsdFile(file, errors)
-    case armFormat:  // AOF-READER: readArmFile(file, errors)
     default:
         // Kinds 0, 1, 7, 8 and 9 have no reader.  The marks above are where
         // the reader of each other kind takes over; until it is there, its

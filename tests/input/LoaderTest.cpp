@@ -3,6 +3,8 @@
 
 #include "InputTestFiles.h"
 #include "archive/Archive.h"
+#include "kit/AofBuilder.h"
+#include "kit/AoutBuilder.h"
 #include "kit/ArchiveBuilder.h"
 #include "kit/ElfBuilder.h"
 #include "object/ObjectFile.h"
@@ -45,8 +47,13 @@ TEST(LoadObjectFile, WhatEachKindGives) {
         {padded({0x01, 0x02, 0x03}), unknownFormat, none},
         {padded({0x01, 0x50}), coffFormat, none},
         {padded({0x4C, 0x01}), ntFormat, none},
-        {padded({0x00, 0x03, 0x01, 0x07}), bsdFormat, none},
-        {padded({0xC5, 0xC6, 0xCB, 0xC3}), armFormat, none},
+        {AoutBuilder().text(bytes(8)).symbol("_main", N_TEXT | N_EXT, 0).build(), bsdFormat, "",
+         true},
+        {AofBuilder(AofBuilder::bigEndian)
+             .area("C$$code", AofBuilder::code | 2, bytes(4))
+             .symbol("main", 0x03, 0, "C$$code")
+             .build(),
+         armFormat, "", true},
         // Libraries hold objects but are none, silently.
         {bytesOf("!<arch>\n" + std::string(40, '\n')), unknownFormat, ""},
         {padded({0xF0, 0x0D, 0x00, 0x03}), unknownFormat, ""},
