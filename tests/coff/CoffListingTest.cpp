@@ -3,6 +3,7 @@
 
 #include "CoffTestSupport.h"
 #include "kit/CoffBuilder.h"
+#include "support/sprintf.h"
 #include "tool/ListingSupport.h"
 #include "tool/nm_listing.h"
 
@@ -61,6 +62,32 @@ TEST_F(ListingTest, FullAndParsableRowsOfACoffFile) {
         EXPECT_EQ(captureStdout([&] { displayObject(*coff.object, errors); }), expected) << letters;
     }
     EXPECT_EQ(errors.lines, "");
+}
+
+TEST(CoffDisplay, ObjectFileDisplayShowsSymbolsAndSections) {
+    Reports reports;
+    LoadedCoff coff = loadCoff(CoffBuilder(BigEndian, 0x150)
+                                   .section(".text", coffSectionText, bytes(16))
+                                   .address(0x100)
+                                   .relocation(0x104, 0, 6)
+                                   .symbol("_main", 0x108, 1, coffClassExternal, 0x20)
+                                   .symbol("_ext", 0, 0, coffClassExternal)
+                                   .build(),
+                               reports);
+    char buffer[512];
+    StringFormatOut out(buffer, sizeof buffer, false);
+    coff->display(out);
+    // The heading names the file by its path, a scratch file here.  No
+    // relocation table object is shown while the entries have none.
+    std::string text = out.text();
+    EXPECT_EQ(text.substr(0, 29), "Display of COFF object file \"");
+    EXPECT_EQ(text.substr(text.find("\"\n")), "\"\n"
+                                              "\nSymbols:\n"
+                                              "_main\t=0x108 in .text global\n"
+                                              "_ext\t=0x0 imported\n"
+                                              "\nSections:\n"
+                                              "Section .text: size=0x10, type=text, address=0x100\n"
+                                              "16 bytes of data should be displayed here\n");
 }
 
 } // namespace
