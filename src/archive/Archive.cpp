@@ -1,5 +1,7 @@
 #include "archive/Archive.h"
 
+#include "archive/ArmArchive.h"
+#include "archive/BsdArchive.h"
 #include "archive/ElfArchive.h"
 #include "input/FileName.h"
 #include "input/InputFile.h"
@@ -39,11 +41,12 @@ std::unique_ptr<Archive> Archive::open(InputFile &file, ErrorContext *errors) {
     if (file.seek(0) != -1) got = file.readCount(head, sizeof head);
 
     // A BSD library begins with the same eight bytes as the System V form,
-    // so its longer test stands first.  BSD and ARM libraries have no reader
-    // in this build: they fall through to the unrecognised case.
-    bool bsd = startsWith(head, got, 0, "!<arch>\n__.SYMDEF");
-    if (!bsd && startsWith(head, got, 0, "!<arch>\n"))
-        return std::make_unique<ElfArchive>(file, errors);
+    // so its longer test stands first.  Offset 12 is where the first chunk
+    // identifier of a chunk file lies.
+    if (startsWith(head, got, 0, "!<arch>\n__.SYMDEF"))
+        return std::make_unique<BsdArchive>(file, errors);
+    if (startsWith(head, got, 0, "!<arch>\n")) return std::make_unique<ElfArchive>(file, errors);
+    if (startsWith(head, got, 12, "LIB_")) return std::make_unique<ArmArchive>(file, errors);
     if (errors)
         errors->error("%O isn't of a recognizable archive format.",
                       static_cast<const Printable *>(&file.fileName));

@@ -6,8 +6,7 @@
 //
 // Three on-disk forms exist: the "!<arch>\n" container with "/" system
 // members (ElfArchive), the same container with a "__.SYMDEF" first member
-// (BsdArchive) and the ARM chunk-file library (ArmArchive).  This build reads
-// the first; the other two are reported as unrecognised by Archive::open.
+// (BsdArchive) and the ARM chunk-file library (ArmArchive).
 #pragma once
 
 #include "support/FunctionRef.h"

@@ -44,7 +44,7 @@ ArmArchive::ArmArchive(InputFile &libraryFile, ErrorContext *)
     // entry, or lies beyond the table, has offset 0 and no member.
     symbolCapacity = symbolTableSize / 16 + 1;
     // Room made ahead for what the file can hold, whatever the size claims.
-    symbols.reserve(std::min(symbolCapacity, file.length / 16 + 1));
+    symbols.reserve(std::min(symbolCapacity, file.bytesInFile() / 16 + 1));
     readEntries(symbolTableOffset, symbolTableSize,
                 [&](uint32_t index, const char *name, uint32_t length) {
                     symbols.push_back(SymbolRecord{index, pool.duplicate(name, length)});
@@ -74,7 +74,8 @@ void ArmArchive::readChunkTable() {
     // would read as zeros, which is an entry of no kind: the cut changes
     // nothing that can be seen.
     uint32_t count = word(header + 8);
-    uint32_t room = file.length >= headerSize ? (file.length - headerSize) / chunkEntrySize : 0;
+    uint32_t end = file.bytesInFile();
+    uint32_t room = end >= headerSize ? (end - headerSize) / chunkEntrySize : 0;
     if (count > room) count = room;
     chunks.resize(count);
 
@@ -132,7 +133,7 @@ void ArmArchive::readEntries(uint32_t offset, uint32_t size, EntryVisitor visito
         if (!goOn) return;
         if (dataLength > taken) {
             uint64_t next = uint64_t(file.position) + (dataLength - taken);
-            if (next > file.length) return;
+            if (next > file.bytesInFile()) return;
             file.seek(uint32_t(next));
         }
     }

@@ -16,11 +16,7 @@ static_assert(sizeof symdefName - 1 == archive_header::nameWidth);
 constexpr uint32_t tablePosition = archive_header::magicSize + archive_header::size;
 constexpr uint32_t entrySize = 8;
 
-// The table is big-endian on every host.
-uint32_t bigEndian32(const uint8_t *bytes) {
-    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 |
-           uint32_t(bytes[3]);
-}
+using archive_header::bigEndian32;
 
 // The next 4 bytes of the file as a big-endian number.  A file that ends
 // inside them leaves the missing bytes 0 (and eofBit set, for the caller's
@@ -29,11 +25,6 @@ uint32_t readWord(InputFile &file) {
     uint8_t bytes[4] = {};
     file.readCount(bytes, sizeof bytes);
     return bigEndian32(bytes);
-}
-
-// True if `count` bytes starting at `position` lie inside the file's window.
-bool fits(const InputFile &file, uint64_t position, uint64_t count) {
-    return position <= file.length && count <= file.length - position;
 }
 
 bool readFailed(const InputFile &file) {
@@ -72,7 +63,8 @@ void BsdArchive::readSymbolTable() {
     int64_t count = tableSize / int32_t(entrySize);
     uint64_t entriesPosition = tablePosition + 4;
     std::vector<uint8_t> raw;
-    bool truncated = count < 0 || !fits(file, entriesPosition, uint64_t(count) * entrySize);
+    bool truncated =
+        count < 0 || !archive_header::holds(file, entriesPosition, uint64_t(count) * entrySize);
     if (!truncated) {
         raw.resize(size_t(count) * entrySize);
         file.read(raw.data(), uint32_t(raw.size()));
@@ -96,7 +88,7 @@ void BsdArchive::readSymbolTable() {
 
     uint64_t stringsPosition = entriesPosition + uint64_t(count) * entrySize + 4;
     std::unique_ptr<char[]> strings;
-    truncated = !fits(file, stringsPosition, stringsSize);
+    truncated = !archive_header::holds(file, stringsPosition, stringsSize);
     if (!truncated) {
         strings = std::make_unique<char[]>(size_t(stringsSize) + 1);
         file.read(strings.get(), stringsSize);

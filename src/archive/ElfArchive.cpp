@@ -11,16 +11,8 @@ namespace {
 // Largest symbol-table member accepted; anything bigger is taken for garbage.
 constexpr uint32_t symbolTableSizeLimit = 8000000;
 
-// The symbol table is big-endian on every host.
-uint32_t bigEndian32(const uint8_t *bytes) {
-    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 |
-           uint32_t(bytes[3]);
-}
-
-// True if `count` bytes starting at `position` lie inside the file's window.
-bool fits(const InputFile &file, uint32_t position, uint64_t count) {
-    return position <= file.length && count <= file.length - position;
-}
+using archive_header::bigEndian32;
+using archive_header::holds;
 
 bool readFailed(const InputFile &file) {
     return (file.status & (InputFile::badBit | InputFile::eofBit)) != 0;
@@ -61,7 +53,7 @@ void ElfArchive::readLongNames() {
     int32_t size = archive_header::number(noted, archive_header::sizeAt, 10);
     // A size that is negative or runs past the end of the file would fail
     // the read below all the same; it is caught before anything is allocated.
-    bool truncated = size < 0 || !fits(file, notedPosition, uint32_t(size));
+    bool truncated = size < 0 || !holds(file, notedPosition, uint32_t(size));
     if (!truncated) {
         longNames = std::make_unique<char[]>(uint32_t(size) + 1);
         file.seek(notedPosition);
@@ -112,7 +104,7 @@ void ElfArchive::readSymbolTable() {
 
     uint32_t offsetsPosition = archive_header::magicSize + archive_header::size + 4;
     std::vector<uint8_t> raw;
-    bool truncated = !fits(file, offsetsPosition, offsetsSize);
+    bool truncated = !holds(file, offsetsPosition, offsetsSize);
     if (!truncated) {
         raw.resize(size_t(offsetsSize));
         file.read(raw.data(), uint32_t(offsetsSize));
@@ -131,7 +123,7 @@ void ElfArchive::readSymbolTable() {
     uint32_t namesSize = uint32_t(size) > used ? uint32_t(uint32_t(size) - used) : 0;
     uint32_t namesPosition = offsetsPosition + uint32_t(offsetsSize);
     std::unique_ptr<char[]> names;
-    truncated = !fits(file, namesPosition, namesSize);
+    truncated = !holds(file, namesPosition, namesSize);
     if (!truncated) {
         names = std::make_unique<char[]>(namesSize + 1);
         file.read(names.get(), namesSize);

@@ -21,6 +21,16 @@ int32_t archive_header::number(const char *text, uint32_t at, uint32_t base, boo
     return int32_t(negative ? 0u - value : value);
 }
 
+uint32_t archive_header::bigEndian32(const uint8_t *bytes) {
+    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 |
+           uint32_t(bytes[3]);
+}
+
+bool archive_header::holds(const InputFile &file, uint64_t position, uint64_t count) {
+    uint32_t end = file.bytesInFile();
+    return position <= end && count <= end - position;
+}
+
 void UnixArchive::eachMemberHeader(HeaderVisitor visitor, InputFile &file, ErrorContext *errors) {
     uint32_t position = archive_header::magicSize;
     for (;;) {

@@ -46,6 +46,15 @@ using Text = char[size + 1];
 // The number that starts at `text[at]`, in `base` (8 or 10).  `sawDigit`, if
 // given, says whether any digit was there.
 int32_t number(const char *text, uint32_t at, uint32_t base, bool *sawDigit = nullptr);
+
+// A 32-bit number stored big-endian, as the symbol tables of both forms
+// store theirs on every host.
+uint32_t bigEndian32(const uint8_t *bytes);
+
+// True if `count` bytes from `position` lie inside what the library file
+// really holds (a library inside a library may claim more): checked before
+// anything is allocated for a table.
+bool holds(const InputFile &file, uint64_t position, uint64_t count);
 } // namespace archive_header
 
 class UnixArchive : public Archive {

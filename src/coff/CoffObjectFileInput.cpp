@@ -36,8 +36,8 @@ CoffObjectFileInput::CoffObjectFileInput(InputFile &file, ErrorContext &errors, 
     uint32_t sectionTotal = header.f_nscns;
     uint32_t tableAt = coffFileHeaderSize + uint32_t(header.f_opthdr);
     file.seek(tableAt);
-    bool fits =
-        tableAt <= file.length && sectionTotal <= (file.length - tableAt) / coffSectionHeaderSize;
+    uint32_t end = file.bytesInFile();
+    bool fits = tableAt <= end && sectionTotal <= (end - tableAt) / coffSectionHeaderSize;
     if ((file.status & InputFile::failBit) || !fits)
         errors.fatal("Not able to read section table of %O", fileName);
     auto rawSections = std::make_unique<CoffSectionHeader[]>(sectionTotal);

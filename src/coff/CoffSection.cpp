@@ -130,9 +130,11 @@ CoffSection *CoffSection::asCoffSection() {
 
 namespace {
 
-// The file holds `count` records of `size` bytes at `offset`.
+// The file holds `count` records of `size` bytes at `offset`.  A library
+// member may claim more bytes than the library has: the end is the real one.
 bool fileHolds(InputFile &file, uint32_t offset, uint32_t count, uint32_t size) {
-    return offset <= file.length && count <= (file.length - offset) / size;
+    uint32_t end = file.bytesInFile();
+    return offset <= end && count <= (end - offset) / size;
 }
 
 } // namespace

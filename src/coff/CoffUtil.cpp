@@ -58,7 +58,8 @@ void readStrings(InputFile &file, ErrorContext &errors, bool swap, CoffStringTab
     strings.size = length;
     // A length beyond what the file holds would only allocate bytes that
     // cannot be read: the block stops at the end of the file.
-    uint32_t available = start <= file.length ? file.length - start : 0;
+    uint32_t end = file.bytesInFile();
+    uint32_t available = start <= end ? end - start : 0;
     uint32_t held = length <= available ? length : (available > 4 ? available : 4);
     if (held > length) held = length;
     strings.held = held;
@@ -86,8 +87,8 @@ std::unique_ptr<syment[]> readCoffSymbols(InputFile &file, const CoffFileHeader 
     file.seek(header.f_symptr);
     // The count is checked against what the file holds behind the table's
     // offset before anything is allocated by it.
-    bool fits =
-        header.f_symptr <= file.length && count <= (file.length - header.f_symptr) / coffSymbolSize;
+    uint32_t end = file.bytesInFile();
+    bool fits = header.f_symptr <= end && count <= (end - header.f_symptr) / coffSymbolSize;
     if ((file.status & InputFile::failBit) || !fits)
         errors.fatal("Unable to read symbol table of COFF file %O", &file.fileName);
     auto entries = std::make_unique<syment[]>(count);

@@ -2,6 +2,7 @@
 
 #include "aof/ArmObjectFileInput.h"
 #include "aout/BsdObjectFileInput.h"
+#include "coff/CoffObjectFileInput.h"
 #include "elf/ElfObjectFileFromInput.h"
 #include "object/ObjectFile.h"
 #include "support/error.h"
@@ -22,14 +23,16 @@ std::unique_ptr<ObjectFile> loadObjectFile(InputFile &file, ErrorContext &errors
         if (!elf->isUsable()) return nullptr;
         return elf;
     }
-    // The a.out and AOF readers end the run on damage: what they return is
-    // always an object file.
+    // The COFF, a.out and AOF readers end the run on damage: what they
+    // return is always an object file.
+    case coffFormat:
+        return readCoffFile(file, errors, false);
+    case ntFormat:
+        return readCoffFile(file, errors, true);
     case bsdFormat:
         return readBsdFile(file, errors);
     case armFormat:
         return readArmFile(file, errors);
-    case coffFormat: // COFF-READER: readCoffFile(file, errors, false)
-    case ntFormat:   // COFF-READER: readCoffFile(file, errors, true)
     default:
         // Kinds 0, 1, 7, 8 and 9 have no reader.  The marks above are where
         // the reader of each other kind takes over; until it is there, its

@@ -185,14 +185,33 @@ TEST(ArchiveListing, DamagedLibraries) {
          "[tnm] File lib.a(notes.txt) OMF format not yet handled\n",
          {"a.o", "b.o"},
          1},
+        // An OMF library is a library to identification but has no reader.
         {"NestedLibraryOfNoKnownForm",
+         ArchiveBuilder()
+             .symbolTable({{"alpha", 0}})
+             .member("a.o", a)
+             .member("omf.lib",
+                     [] {
+                         Bytes omf(40, 0);
+                         omf[0] = 0xF0;
+                         return omf;
+                     }())
+             .member("b.o", b)
+             .build(),
+         "[tnm] lib.a(omf.lib) isn't of a recognizable archive format.\n",
+         {"a.o", "b.o"},
+         1},
+        // A BSD library's "__.SYMDEF" is an ordinary member to the walk: no
+        // object file, so two errors, the second naming the outer library.
+        {"NestedBsdLibrary",
          ArchiveBuilder()
              .symbolTable({{"alpha", 0}})
              .member("a.o", a)
              .member("bsd.a", ArchiveBuilder().rawMember("__.SYMDEF", Bytes(8, 0)).build())
              .member("b.o", b)
              .build(),
-         "[tnm] lib.a(bsd.a) isn't of a recognizable archive format.\n",
+         "[tnm] File lib.a(bsd.a)(__.SYMDEF) OMF format not yet handled\n"
+         "[tnm] lib.a: Unknown object file format\n",
          {"a.o", "b.o"},
          1},
         {"HeaderTerminator",

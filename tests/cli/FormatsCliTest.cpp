@@ -1,14 +1,19 @@
 // The object formats besides ELF, listed by the built tnm: an a.out file and
 // an AOF file of a few symbols each, whole, in the full and the parsable
-// layout; and a damaged file of each, which ends the run with the reader's
-// fatal message and status 1.
+// layout; a damaged file of each, which ends the run with the reader's fatal
+// message and status 1; and the BSD and ARM libraries, whose members list as
+// they do alone.
 #include "kit/AofBuilder.h"
 #include "kit/AoutBuilder.h"
+#include "kit/BsdArchiveBuilder.h"
+#include "kit/ChunkLibraryBuilder.h"
 #include "kit/RunTool.h"
 
 #include <gtest/gtest.h>
 
 namespace {
+
+using Bytes = std::vector<uint8_t>;
 
 const std::string banner = "Tolvane Object File Symbol Display Utility v1.9\n"
                            "Copyright (c) 2026 Tolvane. All rights reserved.\n";
@@ -107,6 +112,51 @@ TEST(OtherFormats, DamageEndsTheRun) {
         EXPECT_EQ(result.err, c.err);
         EXPECT_EQ(result.status, 1);
     }
+}
+
+// Standard output without the banner; headings renamed from `file` to
+// `shownAs`, as the same bytes are headed when they are a library member.
+std::string rowsOf(const ToolResult &result, const std::string &file, const std::string &shownAs) {
+    std::string text = result.out.substr(banner.size());
+    std::string from = "\n" + file + ":\n";
+    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + 1))
+        text.replace(at, from.size(), "\n" + shownAs + ":\n");
+    return text;
+}
+
+TEST(OtherFormats, LibraryMembersListAsTheyDoAlone) {
+    ScratchDir dir;
+    Bytes aout = aoutFile();
+    Bytes big = aofFile(AofBuilder::bigEndian).build();
+    Bytes little = aofFile(AofBuilder::littleEndian).build();
+    dir.write("a.out", aout);
+    dir.write("big.aof", big);
+    dir.write("little.aof", little);
+    for (bool bigEndian : {false, true}) {
+        SCOPED_TRACE(bigEndian);
+        dir.write("arm.lib", ChunkLibraryBuilder(bigEndian)
+                                 .member("big.aof", big)
+                                 .member("little.aof", little)
+                                 .symbol("main", 0)
+                                 .build());
+        ToolResult library = runTool({"arm.lib"}, dir.path());
+        EXPECT_EQ(
+            library.out.substr(banner.size()),
+            rowsOf(runTool({"big.aof"}, dir.path()), "big.aof", "arm.lib(big.aof)") +
+                rowsOf(runTool({"little.aof"}, dir.path()), "little.aof", "arm.lib(little.aof)"));
+        EXPECT_EQ(library.err, "");
+        EXPECT_EQ(library.status, 0);
+    }
+
+    // The "__.SYMDEF" table is a member like any other to the walk: it is no
+    // object file, which costs two errors, and the members behind it list.
+    dir.write("bsd.a", BsdArchiveBuilder().symbol("_main", 0).member("a.out", aout).build());
+    ToolResult bsd = runTool({"bsd.a"}, dir.path());
+    EXPECT_EQ(bsd.out.substr(banner.size()),
+              rowsOf(runTool({"a.out"}, dir.path()), "a.out", "bsd.a(a.out)"));
+    EXPECT_EQ(bsd.err, "[tnm] File bsd.a(__.SYMDEF) OMF format not yet handled\n"
+                       "[tnm] bsd.a: Unknown object file format\n");
+    EXPECT_EQ(bsd.status, 1);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "kit/AofBuilder.h"
 #include "kit/AoutBuilder.h"
 #include "kit/ArchiveBuilder.h"
+#include "kit/CoffBuilder.h"
 #include "kit/ElfBuilder.h"
 #include "object/ObjectFile.h"
 
@@ -45,8 +46,10 @@ TEST(LoadObjectFile, WhatEachKindGives) {
         {bytesOf("hello\n"), commandsFormat, none},
         {padded({0x80}), dosFormat, none},
         {padded({0x01, 0x02, 0x03}), unknownFormat, none},
-        {padded({0x01, 0x50}), coffFormat, none},
-        {padded({0x4C, 0x01}), ntFormat, none},
+        {CoffBuilder(BigEndian, 0x150).symbol("f", 0, -1, coffClassExternal).build(), coffFormat,
+         "", true},
+        {CoffBuilder(LittleEndian, 0x14C).symbol("f", 0, -1, coffClassExternal).build(), ntFormat,
+         "", true},
         {AoutBuilder().text(bytes(8)).symbol("_main", N_TEXT | N_EXT, 0).build(), bsdFormat, "",
          true},
         {AofBuilder(AofBuilder::bigEndian)
