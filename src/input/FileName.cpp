@@ -2,7 +2,9 @@
 
 #include <cstring>
 #include <deque>
+#include <memory>
 #include <ostream>
+#include <unordered_map>
 
 FileName::FileName(const char *text) : text(text ? text : "") {}
 
@@ -63,7 +65,21 @@ constexpr size_t maxDisplayDepth = 72;
 char displayBuffers[2][displayBufferSize];
 int nextDisplayBuffer = 0;
 
+// Texts too long for the buffers, one block per name, formed at the first
+// call and given out again after: such a text may be held for the rest of the
+// run, and a name asked many times (by every message about a member) costs
+// one block, not one per call.  A name that is destroyed takes its block
+// with it.
+std::unordered_map<const ArchiveMemberName *, std::unique_ptr<char[]>> &longTexts() {
+    static auto *texts = new std::unordered_map<const ArchiveMemberName *, std::unique_ptr<char[]>>;
+    return *texts;
+}
+
 } // namespace
+
+ArchiveMemberName::~ArchiveMemberName() {
+    longTexts().erase(this);
+}
 
 const char *ArchiveMemberName::displayName() const {
     // The text is formed from the outermost name down: its own display name,
@@ -72,6 +88,8 @@ const char *ArchiveMemberName::displayName() const {
     // two buffers alone, so a nested name uses one buffer like any other,
     // and a parent text of any length is taken whole.  A member whose parent
     // is missing shows "<NULL>" in the parent's place.
+    auto known = longTexts().find(this);
+    if (known != longTexts().end()) return known->second.get();
     const FileName *levels[maxDisplayDepth];
     size_t depth = 0;
     const FileName *outer = this;
@@ -90,9 +108,9 @@ const char *ArchiveMemberName::displayName() const {
     if (length < displayBufferSize) {
         nextDisplayBuffer ^= 1;
     } else {
-        // Nobody frees this block: like the name itself, its text may be held
-        // for the rest of the run.
-        target = static_cast<char *>(::operator new(length + 1));
+        std::unique_ptr<char[]> &block = longTexts()[this];
+        block = std::make_unique<char[]>(length + 1);
+        target = block.get();
     }
     char *end = target;
     auto append = [&end](const char *text) {

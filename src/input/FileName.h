@@ -48,12 +48,13 @@ protected:
 class ArchiveMemberName : public FileName {
 public:
     ArchiveMemberName(const FileName *parent, const char *member, uint32_t offset, uint32_t length);
+    ~ArchiveMemberName() override;
 
     // "%s(%s)" of the parent's display name and the member's name, once
     // per level of nesting.  The text stands in one of two static buffers
     // taken in turn, so two member names can be in use at one time (as in a
     // message with two "%O"); the next call but one overwrites it.  A text
-    // of 250 bytes or more gets a block of its own, which is never freed.
+    // of 250 bytes or more gets a block of its own, kept with the name.
     const char *displayName() const override;
     const FileName *parent() const override;
     const char *memberName() const override;

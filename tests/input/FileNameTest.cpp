@@ -63,6 +63,8 @@ TEST(FileName, LongNamesAreShownWhole) {
     EXPECT_EQ(std::string(shorter.displayName()), longPath + "(m)");
     EXPECT_EQ(std::string(shorter.displayName()), longPath + "(m)");
     EXPECT_EQ(std::string(whole), longPath + "(m.o)");
+    // Asked again, the name gives the block it made the first time.
+    EXPECT_EQ(member.displayName(), whole);
     // Nested past the levels formed in one go: the outer levels come from
     // the outer name's own text.
     FileName root("r.a");
