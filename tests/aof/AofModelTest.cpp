@@ -73,21 +73,6 @@ TEST_F(AofTest, SymbolAnswersByAttributes) {
     }
 }
 
-TEST_F(AofTest, SymbolNamesAndAddresses) {
-    AofBuilder aof(AofBuilder::littleEndian);
-    aof.area("C$$code", AofBuilder::code, {0, 0, 0, 0});
-    aof.symbol("main", 0x03, 0x10, "C$$code");
-    aof.rawSymbol(0x7777, 0x03, 0x20, 0);
-    aof.symbol("abs", 0x07, 0x30);
-    LoadedAof loaded = load(aof.build());
-    ASSERT_TRUE(loaded.object);
-    ArmObjectFileInput &object = *loaded.object;
-    object.areaAt(0)->setAddress(0x8000);
-    EXPECT_EQ(object.symbolAt(0)->address(), 0x8010u);
-    EXPECT_EQ(object.symbolAt(1)->name(), nullptr);
-    EXPECT_EQ(object.symbolAt(2)->address(), 0x30u);
-}
-
 TEST_F(AofTest, AreaAnswersByAttributes) {
     struct Row {
         const char *name;
@@ -142,23 +127,32 @@ TEST_F(AofTest, AreaAnswersByAttributes) {
     }
 }
 
-TEST_F(AofTest, AreaAddressesAndContents) {
+TEST_F(AofTest, AddressesAndContents) {
     AofBuilder aof(AofBuilder::bigEndian);
     aof.area("C$$code", AofBuilder::code, {9, 8, 7, 6}, {{0, 0x0A000000}});
     aof.zeroArea("C$$zidata", 0, 8);
+    aof.symbol("main", 0x03, 0x10, "C$$code");
+    aof.rawSymbol(0x7777, 0x03, 0x20, 0);
+    aof.symbol("abs", 0x07, 0x30);
     LoadedAof loaded = load(aof.build());
     ASSERT_TRUE(loaded.object);
-    ArmInputSection &code = *loaded.object->areaAt(0);
+    ArmObjectFileInput &object = *loaded.object;
+    ArmInputSection &code = *object.areaAt(0);
     EXPECT_EQ(code.address(), 0u);
     code.setAddress(0x8000);
     EXPECT_EQ(code.address(), 0x8000u);
-    EXPECT_EQ(loaded.object->areaAt(1)->address(), 0u);
+    EXPECT_EQ(object.areaAt(1)->address(), 0u);
+    // A symbol's address follows its area's; a name offset beyond the
+    // strings gives no name.
+    EXPECT_EQ(object.symbolAt(0)->address(), 0x8010u);
+    EXPECT_EQ(object.symbolAt(1)->name(), nullptr);
+    EXPECT_EQ(object.symbolAt(2)->address(), 0x30u);
 
     // One chunk of the whole area; a zero-initialised area hands out none
     // of its bytes.
     for (uint32_t i = 0; i < 2; ++i) {
         std::vector<std::string> chunks;
-        loaded.object->areaAt(i)->eachRawDataChunk(
+        object.areaAt(i)->eachRawDataChunk(
             [&](uint32_t offset, uint32_t size, uint8_t *bytes, RelocationsIterator *relocations) {
                 std::string text = std::to_string(offset) + "+" + std::to_string(size) + ":";
                 for (uint32_t b = 0; bytes && b < size; ++b)

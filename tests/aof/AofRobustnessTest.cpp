@@ -1,4 +1,5 @@
-// The chunk file helpers on their own, and every word of a sound file
+// The chunk file header read on its own (the record swaps are exercised by
+// reading files of the order opposite to the host's), and every word of a sound file
 // changed to values that damage it: reading must end either with an object
 // whose every answer can be asked or with one fatal report, never with a
 // read outside a block (which the sanitizer build catches).
@@ -26,23 +27,6 @@ TEST_F(AofTest, ChunkFileHeaderAndRecordSwaps) {
         EXPECT_EQ(first.offset, 12u + 5 * 16);
         EXPECT_EQ(first.size, 24u);
     }
-
-    ChunkFileHeader header{0x01020304, 0x05060708, 0x0A0B0C0D};
-    swapChunkFileHeader(header);
-    EXPECT_EQ(header.identifier, 0x04030201u);
-    EXPECT_EQ(header.maxChunks, 0x08070605u);
-    EXPECT_EQ(header.numChunks, 0x0D0C0B0Au);
-    ChunkEntry entry{{'O', 'B', 'J', '_', 'S', 'Y', 'M', 'T'}, 0x11223344, 0x55667788};
-    swapChunkEntry(entry);
-    EXPECT_EQ(std::string(entry.identifier, 8), "OBJ_SYMT");
-    EXPECT_EQ(entry.offset, 0x44332211u);
-    EXPECT_EQ(entry.size, 0x88776655u);
-    AofSymbolRecord record{1, 2, 3, 0x80000000};
-    swapSymbolRecord(record);
-    EXPECT_EQ(record.name, 0x01000000u);
-    EXPECT_EQ(record.attributes, 0x02000000u);
-    EXPECT_EQ(record.value, 0x03000000u);
-    EXPECT_EQ(record.areaName, 0x80u);
 }
 
 TEST_F(AofTest, EveryWordDamaged) {
