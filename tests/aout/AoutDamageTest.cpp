@@ -23,8 +23,6 @@ struct DamageCase {
 const DamageCase damageCases[] = {
     {"machine 0", [](AoutBuilder &b) { b.machine(0); },
      "File test.o: not a  SPARC object file. Others not yet supported"},
-    {"machine 1", [](AoutBuilder &b) { b.machine(1); },
-     "File test.o: not a  SPARC object file. Others not yet supported"},
     {"machine 2", [](AoutBuilder &b) { b.machine(2); },
      "File test.o: not a  SPARC object file. Others not yet supported"},
     {"text relocation size 13",

@@ -67,17 +67,6 @@ TEST(AoutSymbol, AnswersByType) {
     }
 }
 
-TEST(AoutSymbol, AddressFollowsTheSection) {
-    AoutBuilder b;
-    b.text(bytes(16)).data(bytes(8)).symbol("d", N_DATA | N_EXT, 20).symbol("a", N_ABS, 3);
-    AoutReports reports;
-    auto object = readAout(b.build(), reports);
-    object->dataSection()->setAddress(0x1000);
-    EXPECT_EQ(object->symbolAt(0)->address(), 0x1004u);
-    EXPECT_EQ(object->symbolAt(1)->address(), 3u);
-    EXPECT_TRUE(object->symbolAt(0)->hasLinkAddress());
-}
-
 std::string sectionAnswers(Section &s) {
     char line[160];
     snprintf(line, sizeof line, "%s #%u size=%u file=%u align=%u x%d w%d b%d kind=%s", s.name(),
@@ -87,11 +76,13 @@ std::string sectionAnswers(Section &s) {
 }
 
 TEST(AoutSection, AnswersOfTheThreeSections) {
+    std::vector<uint8_t> text = {1, 2, 3, 4, 5}, data = {9, 8, 7};
     AoutBuilder b;
-    b.text(bytes(3)).data(bytes(9)).bss(5);
+    b.text(text).data(data).bss(64).symbol("d", N_DATA | N_EXT, 9).symbol("a", N_ABS, 3);
     AoutReports reports;
     auto object = readAout(b.build(), reports);
     std::vector<std::string> seen;
+    std::vector<std::vector<uint8_t>> chunks;
     object->eachSection([&](Section &s) {
         seen.push_back(sectionAnswers(s));
         EXPECT_EQ(s.objectFile(), object.get());
@@ -101,13 +92,35 @@ TEST(AoutSection, AnswersOfTheThreeSections) {
         EXPECT_EQ(s.inputAddress(), 0u);
         EXPECT_EQ(s.fileOffset(), 0u);
         EXPECT_EQ(s.relocations(), nullptr);
+        // The address is the section's own, 0 until set.
+        EXPECT_EQ(s.address(), 0u);
+        s.setAddress(0x1000 * (s.index() + 1));
+        EXPECT_EQ(s.address(), 0x1000 * (s.index() + 1));
+        EXPECT_TRUE(s.hasAddress());
+        // One chunk each; the bss chunk is empty whatever its size.
+        uint32_t calls = 0;
+        s.eachRawDataChunk(
+            [&](uint32_t offset, uint32_t size, uint8_t *bytes, RelocationsIterator *relocations) {
+                ++calls;
+                EXPECT_EQ(offset, 0u);
+                EXPECT_NE(bytes, nullptr);
+                EXPECT_EQ(relocations, nullptr);
+                chunks.emplace_back(bytes, bytes + size);
+                return true;
+            });
+        EXPECT_EQ(calls, 1u) << s.name();
         return true;
     });
     EXPECT_EQ(seen, (std::vector<std::string>{
-                        ".text #0 size=3 file=3 align=4 x1 w0 b0 kind=text",
-                        ".data #1 size=9 file=9 align=8 x0 w1 b0 kind=data",
-                        ".bss #2 size=5 file=0 align=4 x0 w1 b1 kind=bss",
+                        ".text #0 size=5 file=5 align=4 x1 w0 b0 kind=text",
+                        ".data #1 size=3 file=3 align=4 x0 w1 b0 kind=data",
+                        ".bss #2 size=64 file=0 align=8 x0 w1 b1 kind=bss",
                     }));
+    EXPECT_EQ(chunks, (std::vector<std::vector<uint8_t>>{text, data, {}}));
+    // A symbol's address follows its section's; an absolute one's is its value.
+    EXPECT_EQ(object->symbolAt(0)->address(), 0x2004u);
+    EXPECT_EQ(object->symbolAt(1)->address(), 3u);
+    EXPECT_TRUE(object->symbolAt(0)->hasLinkAddress());
 }
 
 TEST(AoutSection, AlignmentBySize) {
@@ -122,45 +135,6 @@ TEST(AoutSection, AlignmentBySize) {
         EXPECT_EQ(object->textSection()->alignment(), alignment) << size;
         EXPECT_EQ(object->bssSection()->alignment(), alignment) << size;
     }
-}
-
-TEST(AoutSection, AddressIsTheSectionsOwn) {
-    AoutBuilder b;
-    b.text(bytes(4)).bss(4);
-    AoutReports reports;
-    auto object = readAout(b.build(), reports);
-    for (Section *s : {(Section *)object->textSection(), (Section *)object->bssSection()}) {
-        EXPECT_EQ(s->address(), 0u);
-        s->setAddress(0x4000);
-        EXPECT_EQ(s->address(), 0x4000u);
-        EXPECT_TRUE(s->hasAddress());
-    }
-}
-
-TEST(AoutSection, RawChunks) {
-    std::vector<uint8_t> text = {1, 2, 3, 4, 5}, data = {9, 8, 7};
-    AoutBuilder b;
-    b.text(text).data(data).bss(64);
-    AoutReports reports;
-    auto object = readAout(b.build(), reports);
-    std::vector<std::vector<uint8_t>> chunks;
-    object->eachSection([&](Section &s) {
-        uint32_t calls = 0;
-        s.eachRawDataChunk(
-            [&](uint32_t offset, uint32_t size, uint8_t *bytes, RelocationsIterator *relocations) {
-                ++calls;
-                EXPECT_EQ(offset, 0u);
-                EXPECT_NE(bytes, nullptr);
-                EXPECT_EQ(relocations, nullptr);
-                chunks.emplace_back(bytes, bytes + size);
-                return true;
-            });
-        EXPECT_EQ(calls, 1u) << s.name();
-        return true;
-    });
-    // The bss chunk is empty although the section has 64 bytes.
-    EXPECT_EQ(chunks, (std::vector<std::vector<uint8_t>>{text, data, {}}));
-    EXPECT_EQ(object->bssSection()->size(), 64u);
 }
 
 TEST(AoutSection, BadSectionIdIsAFault) {
