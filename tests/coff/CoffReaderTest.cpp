@@ -109,7 +109,6 @@ TEST(CoffReader, FatalMessages) {
 TEST(CoffReader, UnreadableHeaderIsFatal) {
     // Only a file that cannot be read at all fails the header read: a short
     // file merely comes up short.
-    Reports opening;
     InputFile missing("/nonexistent/tnm-coff-test.o", nullptr);
     Reports reports;
     try {
@@ -344,10 +343,6 @@ TEST(CoffReaderDeathTest, OutOfRangeIndicesAreFaults) {
     EXPECT_EQ(bare.stringAt(0), nullptr);
     EXPECT_EQ(bare.symbolAt(0), nullptr);
 }
-
-} // namespace
-
-namespace {
 
 // Every byte of a sound file of each order set to 0x00, 0x7F and 0xFF in
 // turn: each damaged file is read to the end or given up with a fatal
