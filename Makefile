@@ -9,7 +9,7 @@
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
-ARGS       ?= $(sort $(wildcard examples/*.o examples/*.a examples/*.so examples/*.txt examples/*.elf))
+ARGS       ?= $(sort $(wildcard examples/*.o examples/*.obj examples/*.a examples/*.so examples/*.txt examples/*.elf))
 
 .PHONY: all deps build run test asan-test bench fuzz clean install
 

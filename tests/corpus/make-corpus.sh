@@ -207,4 +207,6 @@ for f in coff-i386-shapes.obj coff-i386-widgets.obj; do
   llvm-objdump --syms "$here/$f" | sed "s|$here/||" >"$here/$f.syms.txt"
   llvm-objdump -h "$here/$f" | sed "s|$here/||" >"$here/$f.headers.txt"
 done
+# The C one is also a sample that "make run" lists.
+cp "$here/coff-i386-shapes.obj" "$here/../../examples/coff-i386-shapes.obj"
 echo "COFF objects rebuilt in $here"
