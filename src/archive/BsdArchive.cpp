@@ -130,13 +130,7 @@ ArchiveMember *BsdArchive::memberFromHeader(const char *header, uint32_t dataPos
     while (length > 1 && header[length - 1] == ' ')
         --length;
 
-    ArchiveMember *member = newMember();
+    ArchiveMember *member = newMember(header, dataPosition);
     member->name = keepName(header, length);
-    member->date = archive_header::number(header, archive_header::dateAt, 10);
-    member->uid = archive_header::number(header, archive_header::uidAt, 10);
-    member->gid = archive_header::number(header, archive_header::gidAt, 10);
-    member->mode = uint32_t(archive_header::number(header, archive_header::modeAt, 8));
-    member->size = uint32_t(archive_header::number(header, archive_header::sizeAt, 10));
-    member->offset = dataPosition;
     return member;
 }

@@ -167,7 +167,7 @@ ArchiveMember *ElfArchive::memberFromHeader(const char *header, uint32_t dataPos
     memcpy(copy, header, archive_header::size);
     copy[archive_header::size] = '\0';
 
-    ArchiveMember *member = newMember();
+    ArchiveMember *member = newMember(header, dataPosition);
     if (copy[0] == '/') {
         bool sawDigit = false;
         uint32_t at = uint32_t(archive_header::number(copy, 1, 10, &sawDigit));
@@ -192,11 +192,5 @@ ArchiveMember *ElfArchive::memberFromHeader(const char *header, uint32_t dataPos
         else
             member->name = "???";
     }
-    member->date = archive_header::number(copy, archive_header::dateAt, 10);
-    member->uid = archive_header::number(copy, archive_header::uidAt, 10);
-    member->gid = archive_header::number(copy, archive_header::gidAt, 10);
-    member->mode = uint32_t(archive_header::number(copy, archive_header::modeAt, 8));
-    member->size = uint32_t(archive_header::number(copy, archive_header::sizeAt, 10));
-    member->offset = dataPosition;
     return member;
 }

@@ -79,8 +79,15 @@ void UnixArchive::eachMember(MemberVisitor visitor) {
         if (!visitor(*member)) return;
 }
 
-ArchiveMember *UnixArchive::newMember() {
-    return new (records.allocate(sizeof(ArchiveMember))) ArchiveMember();
+ArchiveMember *UnixArchive::newMember(const char *header, uint32_t dataPosition) {
+    ArchiveMember *member = new (records.allocate(sizeof(ArchiveMember))) ArchiveMember();
+    member->date = archive_header::number(header, archive_header::dateAt, 10);
+    member->uid = archive_header::number(header, archive_header::uidAt, 10);
+    member->gid = archive_header::number(header, archive_header::gidAt, 10);
+    member->mode = uint32_t(archive_header::number(header, archive_header::modeAt, 8));
+    member->size = uint32_t(archive_header::number(header, archive_header::sizeAt, 10));
+    member->offset = dataPosition;
+    return member;
 }
 
 const char *UnixArchive::keepName(const char *text, uint32_t length) {

@@ -80,8 +80,10 @@ protected:
     UnixArchive(InputFile &libraryFile, ErrorContext *errors)
         : Archive(libraryFile), errors(errors), records(4096, "ArchiveMember", 32768) {}
 
-    // A zeroed record in `records`, for memberFromHeader to fill.
-    ArchiveMember *newMember();
+    // A record in `records` with the numbers of `header` (60 bytes and a NUL)
+    // and `dataPosition` as its offset; memberFromHeader adds the name, which
+    // is the business of each form.
+    ArchiveMember *newMember(const char *header, uint32_t dataPosition);
     // A NUL-terminated copy of `length` bytes of `text` in `records`.
     const char *keepName(const char *text, uint32_t length);
 
