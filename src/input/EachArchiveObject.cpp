@@ -13,9 +13,40 @@ int libraryNesting(const FileName &name) {
     return depth;
 }
 
-void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, InputFile &archiveFile,
-                     ErrorContext &errors, Archive &archive) {
+namespace {
+
+// The walk of one library and of the libraries inside it, with the number of
+// member visits that the outermost library's size still allows.
+//
+// A "!<arch>\n" member lies inside its library and after the one before it,
+// so nested libraries only ever cut the file into smaller pieces.  The
+// chunks of an ARM library are placed by offsets, though, and may overlap or
+// hold the whole library again: two members that are each the library itself
+// make a walk of 2^64 members under the nesting limit.  Every member costs a
+// header or a chunk entry of at least 16 bytes at each level it lies in, so
+// a real library, even one nested several levels, is visited far fewer times
+// than a quarter of its bytes; a walk that uses up that budget is reported
+// once and ends.
+struct LibraryWalk {
+    FunctionRef<void(std::unique_ptr<InputFile>)> visitor;
+    InputFile &outermost;
+    ErrorContext &errors;
+    uint64_t visitsLeft;
+    bool stopped = false;
+
+    bool walk(InputFile &archiveFile, Archive &archive);
+};
+
+bool LibraryWalk::walk(InputFile &archiveFile, Archive &archive) {
     archive.eachMember([&](const ArchiveMember &member) {
+        if (visitsLeft == 0) {
+            errors.error("Library %O holds more members than its size allows; the rest are "
+                         "not read",
+                         static_cast<const Printable *>(&outermost.fileName));
+            stopped = true;
+            return false;
+        }
+        --visitsLeft;
         // The name outlives the walk: the member's object file and every
         // message about it point at it.
         const FileName &name = FileName::keep(std::make_unique<ArchiveMemberName>(
@@ -41,9 +72,22 @@ void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, Inpu
             return true;
         }
         if (std::unique_ptr<Archive> nested = Archive::open(*file, &errors))
-            eachArchiveFile(visitor, *file, errors, *nested);
+            return walk(*file, *nested);
         return true;
     });
+    return !stopped;
+}
+
+} // namespace
+
+uint64_t libraryVisitBudget(const InputFile &libraryFile) {
+    return uint64_t(libraryFile.bytesInFile()) / 4 + 256;
+}
+
+void eachArchiveFile(FunctionRef<void(std::unique_ptr<InputFile>)> visitor, InputFile &archiveFile,
+                     ErrorContext &errors, Archive &archive) {
+    LibraryWalk walk{visitor, archiveFile, errors, libraryVisitBudget(archiveFile)};
+    walk.walk(archiveFile, archive);
 }
 
 void eachArchiveObject(FunctionRef<void(std::unique_ptr<ObjectFile>)> visitor,

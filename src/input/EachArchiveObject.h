@@ -7,6 +7,7 @@
 
 #include "support/FunctionRef.h"
 
+#include <cstdint>
 #include <memory>
 
 class Archive;
@@ -21,6 +22,13 @@ constexpr int maxLibraryNesting = 64;
 
 // How many libraries deep `name` lies: 0 for a file on disk.
 int libraryNesting(const FileName &name);
+
+// How many members, at all levels together, a walk of the library visits at
+// most: a quarter of its bytes and a little more.  Real libraries never come
+// near it; a crafted one whose members overlap or hold the library itself is
+// reported ("Library %O holds more members than its size allows; the rest
+// are not read") when it runs out, and the walk ends.
+uint64_t libraryVisitBudget(const InputFile &libraryFile);
 
 // The visitor gets each member file that is not itself a library.  The file
 // is the visitor's: it destroys it (or keeps it) as it sees fit.

@@ -6,6 +6,7 @@
 #include "kit/AofBuilder.h"
 #include "kit/AoutBuilder.h"
 #include "kit/ArchiveBuilder.h"
+#include "kit/ChunkLibraryBuilder.h"
 #include "kit/CoffBuilder.h"
 #include "kit/ElfBuilder.h"
 #include "object/ObjectFile.h"
@@ -158,6 +159,32 @@ TEST(EachArchiveObject, NestingIsReadToItsLimit) {
         EXPECT_TRUE(id.isArchive);
         EXPECT_EQ(id.kind, extra == 1 ? elfFormat : unknownFormat);
     }
+}
+
+// An ARM library places its members by offset, so a member may be the whole
+// library again: two such members would double the walk at every level.
+TEST(EachArchiveObject, AWalkEndsWhenTheLibrarysSizeIsSpent) {
+    ChunkLibraryBuilder builder;
+    builder.member("a", Bytes(16, 0)).member("b", Bytes(16, 0));
+    Bytes whole = builder.build();
+    for (uint32_t i : {0u, 1u})
+        builder.chunkPlace(builder.memberChunk(i), 0, uint32_t(whole.size()));
+    Bytes library = builder.build();
+    auto [objects, messages] = walkObjects(library);
+    EXPECT_TRUE(objects.empty());
+    std::string budgetMessage =
+        "[tnm] Library lib.a holds more members than its size allows; the rest are not read\n";
+    ASSERT_GE(messages.size(), budgetMessage.size());
+    EXPECT_EQ(messages.substr(messages.size() - budgetMessage.size()), budgetMessage);
+    EXPECT_EQ(messages.find("holds more members"), messages.rfind("holds more members"));
+    // The budget counts every visit, nested ones too: the walk stopped after
+    // exactly that many members.
+    size_t nestingReports = 0;
+    for (size_t at = 0; (at = messages.find("is nested more than", at)) != std::string::npos; ++at)
+        ++nestingReports;
+    EXPECT_GT(nestingReports, 0u);
+    EXPECT_LT(nestingReports,
+              libraryVisitBudget(InputFile(Captured().write(library, "lib.a").c_str(), nullptr)));
 }
 
 TEST(EachArchiveFile, GivesMemberFilesWithTheirWindows) {
