@@ -288,3 +288,37 @@ ElfReltabSection *ElfObjectFile::reltabAt(uint32_t index) {
     if (!table) botch("Bad relocation table reference (=%d) in file %s", index, name());
     return table;
 }
+
+uint32_t ElfObjectFile::sdaBase() {
+    return 0;
+}
+SectionGroup *ElfObjectFile::dataSegment() {
+    return nullptr;
+}
+uint32_t ElfObjectFile::regionStart() {
+    return 0;
+}
+uint32_t ElfObjectFile::regionEnd() {
+    return 0;
+}
+OffsetTable *ElfObjectFile::offsetTable() {
+    return nullptr;
+}
+GotSectionTable *ElfObjectFile::gotSection() {
+    return nullptr;
+}
+Symbol *ElfObjectFile::sda0BaseSymbol() {
+    return nullptr;
+}
+Symbol *ElfObjectFile::sdaBaseSymbol() {
+    return nullptr;
+}
+Symbol *ElfObjectFile::sda2BaseSymbol() {
+    return nullptr;
+}
+uint32_t ElfObjectFile::sda2Base() {
+    return 0;
+}
+OffsetTable *ElfObjectFile::sda2OffsetTable() {
+    return nullptr;
+}

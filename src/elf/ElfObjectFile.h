@@ -19,6 +19,10 @@ class ElfReltabSection;
 class ElfStrtabSection;
 class ElfSymtabSection;
 class GotTable;
+class GotSectionTable;
+class OffsetTable;
+class SectionGroup;
+class Symbol;
 class VerDef;
 
 using ElfSectionVector = std::unique_ptr<std::unique_ptr<ElfSection>[]>;
@@ -90,6 +94,26 @@ public:
     virtual uint32_t reservedElfQuery10();
     virtual uint32_t reservedElfQuery11();
     virtual uint32_t reservedElfQuery12();
+
+    // What the fixups of a link ask of the output file.  A file read from
+    // input answers 0 or null to all of them; the linking side overrides.
+    // The run-time value of the small-data base (the global pointer).
+    virtual uint32_t sdaBase();
+    // ARM: the section group of the data that the static base reaches, two
+    // addresses that split the image, and the table of 32-bit cells.
+    virtual SectionGroup *dataSegment();
+    virtual uint32_t regionStart();
+    virtual uint32_t regionEnd();
+    virtual OffsetTable *offsetTable();
+    // MIPS: the .got section, with its entries for pages.
+    virtual GotSectionTable *gotSection();
+    // PowerPC: the base symbols of the three small-data areas (area 0, 1
+    // "_SDA_BASE_", 2 "_SDA2_BASE_"), the second area's base and its table.
+    virtual Symbol *sda0BaseSymbol();
+    virtual Symbol *sdaBaseSymbol();
+    virtual Symbol *sda2BaseSymbol();
+    virtual uint32_t sda2Base();
+    virtual OffsetTable *sda2OffsetTable();
 
     void init(const Elf32_Ehdr &header, ElfSectionVector sections, uint32_t symbolTableIndex);
     // Null beyond the vector or for an empty entry.
