@@ -44,6 +44,33 @@ struct BsdNlist {
     uint32_t value;
 };
 
+// One relocation record in memory form.  In the file the record is 12
+// big-endian bytes: r_address, then three bytes of r_index (high byte first)
+// and a byte holding r_extern in bit 7 and r_type in bits 0 to 4, then
+// r_addend.  In memory the second word is rearranged: r_index in bits 0 to
+// 23, r_extern in bit 24, r_type in bits 27 to 31.  r_index is a symbol table
+// index when r_extern is set, otherwise a section code as in an nlist type
+// (4 text, 6 data, 8 bss).
+struct BsdRelocation {
+    uint32_t r_address; // offset of the field in its section
+    uint32_t r_info;
+    int32_t r_addend;
+};
+
+constexpr uint32_t bsdRelocationIndexMask = 0xFFFFFF;
+constexpr uint32_t bsdRelocationExtern = 1u << 24;
+constexpr uint32_t bsdRelocationTypeShift = 27;
+
+inline uint32_t bsdRelocationIndex(const BsdRelocation &r) {
+    return r.r_info & bsdRelocationIndexMask;
+}
+inline bool bsdRelocationIsExtern(const BsdRelocation &r) {
+    return (r.r_info & bsdRelocationExtern) != 0;
+}
+inline uint32_t bsdRelocationType(const BsdRelocation &r) {
+    return r.r_info >> bsdRelocationTypeShift;
+}
+
 constexpr uint32_t bsdHeaderSize = 32;
 constexpr uint32_t bsdNlistSize = 12;
 constexpr uint32_t bsdRelocationSize = 12;
