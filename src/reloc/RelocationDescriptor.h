@@ -168,9 +168,15 @@ public:
     // own text first.
     void report(bool isError, const char *format, va_list args);
 
+    // A message complete in itself (its own "%O" and "%C"), as an error to
+    // errorContext, or through botch when there is none.
+    void plainReport(const char *format, ...);
+
     // The warning that a record cannot be translated to `format` ("COFF",
-    // "ELF", "BSD"), at most once in a run over all formats.
-    static void warnUntranslatable(const char *format);
+    // "ELF", "BSD"), at most once in a run over all formats.  An entry
+    // without an errorContext has nobody to warn and leaves the warning to
+    // the next entry that has one.
+    void warnUntranslatable(const char *format);
 };
 
 // One entry of a member section shown as an entry of the combined section:
