@@ -12,6 +12,7 @@
 #include "support/array.h"
 
 #include <cstdint>
+#include <memory>
 
 class Args;
 class ErrorContext;
@@ -106,7 +107,7 @@ public:
     virtual RelocationsIterator *memberIterator(Section &section);
 
 protected:
-    SectionCollection *sections;
+    std::unique_ptr<SectionCollection> sections;
     uint32_t baseOffset = 0xFFFFFFFF;
     ErrorContext *errors = nullptr;
 };
