@@ -3,18 +3,18 @@
 // built on it, Section::eachDataChunk, Section::configureRelocations,
 // ObjectFile::display and ObjectFile::enterSymbols.
 //
-// Relocation tables (reloc/) and the global symbol table (object/SymbolTable)
-// are built on top of this library.  While a program is built without them,
-// no class can make a RelocationsIterator or a SymbolTable (both types are
-// incomplete), so no section has relocations and nothing can ask to enter
-// symbols; the walks then visit no relocations.  Reaching a table in such a
-// program means that something is broken, and ends in botch.
+// Relocation tables (reloc/) are built on top of this library.  While a
+// program is built without them, no class can make a RelocationsIterator (the
+// type is incomplete), so no section has relocations; the walks then visit
+// none.  Reaching a table in such a program means that something is broken,
+// and ends in botch.
 #include "object/ObjectFile.h"
 #include "object/Section.h"
 #include "object/Symbol.h"
 
 #include "input/FileIdentity.h"
 #include "object/LinkOptions.h"
+#include "object/SymbolTable.h"
 #include "support/botch.h"
 #include "support/error.h"
 #include "support/formout.h"
@@ -23,11 +23,6 @@
 #include "reloc/RelocationDescriptor.h"
 #include "reloc/RelocationsIterator.h"
 #define TNM_HAVE_RELOCATION_TABLES 1
-#endif
-
-#if __has_include("object/SymbolTable.h")
-#include "object/SymbolTable.h"
-#define TNM_HAVE_SYMBOL_TABLE 1
 #endif
 
 #ifdef TNM_HAVE_RELOCATION_TABLES
@@ -170,19 +165,9 @@ void ObjectFile::display(FormatOut &out) {
     });
 }
 
-#ifdef TNM_HAVE_SYMBOL_TABLE
-
 void ObjectFile::enterSymbols(SymbolTable &table) {
     eachSymbol([&](Symbol &symbol) {
         table.enter(&symbol);
         return true;
     });
 }
-
-#else // no global symbol table in this program
-
-void ObjectFile::enterSymbols(SymbolTable &) {
-    botch("ObjectFile::enterSymbols: no symbol table in this program");
-}
-
-#endif
