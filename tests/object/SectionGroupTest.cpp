@@ -1,5 +1,5 @@
 // SectionGroup: offsets of added sections, the layout of addresses, load
-// addresses and file offsets, relayout, and the rules of a layout spec.
+// addresses and file offsets, relayout, and the layout rule of the linker.
 #include "object/SectionGroup.h"
 #include "LayoutTestKit.h"
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-class Spec : public SectionGroupSpec {
+class Rule : public SectionGroupSpec {
 public:
     uint8_t flag() override { return 7; }
     uint32_t alignment() override { return align; }
@@ -165,8 +165,8 @@ TEST_F(SectionGroupTest, RelayoutAfterAMemberGrew) {
     EXPECT_EQ(b.loadAt, 0x9010u);
 }
 
-TEST_F(SectionGroupTest, SpecGivesAddressAlignmentSizeAndAccess) {
-    Spec spec;
+TEST_F(SectionGroupTest, LayoutRuleGivesAddressAlignmentSizeAndAccess) {
+    Rule spec;
     spec.align = 0x100;
     spec.at = 0x2000;
     spec.declared = 0x1000;
@@ -182,7 +182,7 @@ TEST_F(SectionGroupTest, SpecGivesAddressAlignmentSizeAndAccess) {
     small.add(&section("b", 0x10));
     EXPECT_EQ(small.size(), 0x10u);
     // Without a declared size or a fixed address the group keeps its own.
-    Spec plain;
+    Rule plain;
     plain.align = 0;
     SectionGroup own(0, &plain, 0x44);
     EXPECT_EQ(own.address(), 0x44u);

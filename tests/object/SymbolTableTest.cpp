@@ -1,13 +1,23 @@
 // SymbolTable: how two symbols of one name are resolved (the whole table of
 // rules, with every report), the order of the ordered array, removal and the
 // reuse of rows, the hash and its counters, the dotless variant, the walks,
-// the summary, and ObjectFile::enterSymbols.
+// the summary, the traces, and the entering of an object file's symbols
+// (an ELF file's symbols of a discarded COMDAT section enter undefined).
 #include "object/SymbolTable.h"
 #include "ObjectTestKit.h"
+#include "elf/ElfObjectFileFromInput.h"
+#include "elf/ElfRecords.h"
+#include "input/InputFile.h"
+#include "kit/ElfBuilder.h"
+#include "support/formout.h"
+#include "support/toggles.h"
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -537,6 +547,87 @@ TEST_F(SymbolTableTest, ObjectFileEntersEverySymbol) {
     EXPECT_EQ(table.find("u"), &u);
     EXPECT_EQ(table.find("local"), nullptr);
     EXPECT_EQ(order(table), (std::vector<std::string>{"local@a.o", "g@a.o", "u@a.o"}));
+}
+
+TEST_F(SymbolTableTest, TraceOfEntering) {
+    Toggle &toggle = toggleTable().set("TRACE_SYMTAB", true);
+    testing::internal::CaptureStdout();
+    {
+        SymbolTable table(captured.errors);
+        table.enter(&local(a, "l"));
+        table.enter(&make({"a.o", 'D', true}, "w"));
+        table.enter(&make({"b.o", 'D'}, "w"));
+        table.enter(&make({"b.o", 'U'}, "w"));
+        table.enter(&make({"a.o", 'C', false, 4}, "c"));
+        table.enterWithOverride(&make({"b.o", 'D', false, 0, SymbolType::none, 0x10}, "w"));
+        table.enterWithOverride(&make({"b.o", 'A'}, "c"));
+    }
+    traceOut().flush();
+    std::string out = testing::internal::GetCapturedStdout();
+    toggle.pop();
+    EXPECT_EQ(out, "[SYMTAB]Entering local \"l\" from file a.o at position 1\n"
+                   "[SYMTAB]Entering weak exported \"w\" from file a.o at position 2\n"
+                   "[SYMTAB]Entering exported \"w\" from file b.o at position 2\n"
+                   "[SYMTAB]Overrides entry from a.o\n"
+                   "[SYMTAB]Entering imported \"w\" from file b.o at position 2\n"
+                   "[SYMTAB]Remapped to entry at b.o\n"
+                   "[SYMTAB]Entering common \"c\" from file a.o\n"
+                   "[symtab]enterWithOverride(w) = offset 0x10 from section .data\n"
+                   "[symtab]enterWithOverride(c)\n"
+                   "[SYMTAB]Symbol Table Summary:\n"
+                   "\t2 symbols, 6 lookups, 4 compares\n"
+                   "\tHash size\t= 512\n"
+                   "\tHash entries\t= 2\n"
+                   "\tEmpty hash buckets\t= 510\n"
+                   "\tLongest bucket\t= #99 with size 1\n"
+                   "\tAverage size of non-empty buckets = 2/2\n"
+                   "\tNames in longest hash bucket(=#99):\n"
+                   "\t\tc\n");
+}
+
+// A COMDAT section that an earlier file supplied already.
+class TakenComdats : public ComdatTable {
+public:
+    bool contains(const char *name) override { return std::string(name) == ".comdat"; }
+    void add(ElfSection &, ErrorContext &) override {}
+};
+
+TEST_F(SymbolTableTest, ElfSymbolsOfADiscardedComdatEnterUndefined) {
+    std::vector<uint8_t> image =
+        ElfBuilder()
+            .type(ET_REL)
+            .machine(EM_386)
+            .section(".text", SHT_PROGBITS, SHF_ALLOC | SHF_EXECINSTR, bytes(8))
+            .section(".comdat", SHT_COMDAT, SHF_ALLOC, bytes(4))
+            .symbol("inline", 0, 4, STB_GLOBAL, STT_FUNC, ".comdat")
+            .symbol("main", 0, 8, STB_GLOBAL, STT_FUNC, ".text")
+            .build();
+    char path[] = "/tmp/tnm-symtab-test-XXXXXX";
+    int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(write(fd, image.data(), image.size()), ssize_t(image.size()));
+    close(fd);
+    FileName elfName(path);
+    InputFile input(elfName, captured.errors);
+    unlink(path);
+    TakenComdats taken;
+    ElfObjectFileFromInput object(input, captured.errors, nullptr, &taken);
+    ASSERT_TRUE(object.hasComdat());
+    Symbol *inlineFunction = object.findSymbol("inline");
+    ASSERT_NE(inlineFunction, nullptr);
+    EXPECT_FALSE(inlineFunction->isUndefined());
+
+    SymbolTable table(captured.errors);
+    TableSymbol &definition = make({"a.o", 'D'}, "inline");
+    table.enter(&definition);
+    object.enterSymbols(table);
+    // The discarded copy enters as a reference and resolves to the copy
+    // that was taken; the other definition is the file's own.
+    EXPECT_TRUE(inlineFunction->isUndefined());
+    EXPECT_EQ(inlineFunction->link, &definition);
+    EXPECT_EQ(table.find("main"), object.findSymbol("main"));
+    EXPECT_FALSE(table.find("main")->isUndefined());
+    EXPECT_EQ(captured.text(), "");
 }
 
 } // namespace
