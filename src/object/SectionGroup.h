@@ -68,6 +68,14 @@ public:
     uint32_t fileOffset() { return fileStart; }
     uint32_t alignment() { return groupAlignment; }
     uint32_t memberCount() { return members.count; }
+    // What the constructor stored for the layout side: its flag byte, the
+    // rule's flag byte, whether an address was given, the access bits (4, 2,
+    // 1 for the rule's 1, 2, 4) and whether the rule gave any.
+    uint8_t groupFlagByte() { return groupFlag; }
+    uint8_t specFlagByte() { return specFlag; }
+    bool hadAddress() { return hasAddress; }
+    uint32_t accessBits() { return access; }
+    bool hasAccessBits() { return hasAccess; }
     // A type for the whole group, whatever its members are; null lets the
     // first member decide.
     void setSectionType(SectionType type) { fixedType = type; }
@@ -83,9 +91,7 @@ private:
     uint32_t groupAlignment = 1;
     SectionType fixedType = SectionType::null;
     SectionGroupSpec *spec;
-    // Kept for the layout side, never read here: the access bits (4, 2, 1
-    // for the rule's 1, 2, 4), the rule's flag, whether the constructor had
-    // an address, the constructor's flag, whether the rule gave access bits.
+    // Kept for the layout side, never read by the layout here.
     uint32_t access = 0;
     uint8_t specFlag = 0;
     bool hasAddress;

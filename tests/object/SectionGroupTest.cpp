@@ -80,6 +80,8 @@ TEST_F(SectionGroupTest, TypeIsFixedOrTheFirstMembers) {
 TEST_F(SectionGroupTest, AssignAddressesAndLoadAddresses) {
     SectionGroup group(0, nullptr, SectionGroup::none);
     EXPECT_EQ(group.address(), SectionGroup::none);
+    EXPECT_FALSE(group.hadAddress());
+    EXPECT_FALSE(group.hasAccessBits());
     LayoutSection &a = section("a", 6, 4);
     LayoutSection &b = section("b", 0x10, 8);
     group.add(&a);
@@ -166,29 +168,36 @@ TEST_F(SectionGroupTest, RelayoutAfterAMemberGrew) {
 }
 
 TEST_F(SectionGroupTest, LayoutRuleGivesAddressAlignmentSizeAndAccess) {
-    Rule spec;
-    spec.align = 0x100;
-    spec.at = 0x2000;
-    spec.declared = 0x1000;
-    spec.bits = 1;
-    SectionGroup group(1, &spec, 0x5000);
+    Rule rule;
+    rule.align = 0x100;
+    rule.at = 0x2000;
+    rule.declared = 0x1000;
+    rule.bits = 1;
+    SectionGroup group(1, &rule, 0x5000);
+    EXPECT_EQ(group.groupFlagByte(), 1u);
+    EXPECT_EQ(group.specFlagByte(), 7u);
+    EXPECT_TRUE(group.hadAddress());
+    EXPECT_TRUE(group.hasAccessBits());
+    EXPECT_EQ(group.accessBits(), 4u);
     EXPECT_EQ(group.address(), 0x2000u);
     EXPECT_EQ(group.loadAddress(), 0x5000u);
     EXPECT_EQ(group.alignment(), 0x100u);
     group.add(&section("a", 0x10));
     EXPECT_EQ(group.size(), 0x1000u);
-    spec.declared = 0x08;
-    SectionGroup small(1, &spec, SectionGroup::none);
+    rule.declared = 0x08;
+    SectionGroup small(1, &rule, SectionGroup::none);
     small.add(&section("b", 0x10));
     EXPECT_EQ(small.size(), 0x10u);
     // Without a declared size or a fixed address the group keeps its own.
     Rule plain;
     plain.align = 0;
+    plain.bits = 6;
     SectionGroup own(0, &plain, 0x44);
+    EXPECT_EQ(own.accessBits(), 3u);
     EXPECT_EQ(own.address(), 0x44u);
     EXPECT_EQ(own.alignment(), 1u);
-    spec.at = 0x2010;
-    EXPECT_EXIT(SectionGroup(0, &spec, SectionGroup::none), testing::KilledBySignal(SIGABRT),
+    rule.at = 0x2010;
+    EXPECT_EXIT(SectionGroup(0, &rule, SectionGroup::none), testing::KilledBySignal(SIGABRT),
                 "SectionGroup -- alignment in consistent with adddress addr=0x2010, align=0x100");
 }
 
