@@ -422,7 +422,7 @@ constexpr ReferenceKind direct = ReferenceKind::direct;
 constexpr ReferenceKind got = ReferenceKind::gotReference;
 constexpr ReferenceKind plt = ReferenceKind::pltReference;
 constexpr ReferenceKind sectionRelative = ReferenceKind::sectionRelative;
-constexpr ReferenceKind special = ReferenceKind::machineSpecific;
+constexpr ReferenceKind byFixup = ReferenceKind::machineSpecific;
 constexpr ReferenceKind invalid = ReferenceKind::invalid;
 
 // Names, kinds and flags are the same in both byte orders; only the
@@ -464,7 +464,7 @@ template <bool big> struct Rows {
         row(low16<big>, "PLT16_LO", plt),
         row(high16<big>, "PLT16_HI", plt),
         row(adjusted16<big>, "PLT16_HA", plt),
-        row(smallDataRelative<big, 1>, "SDAREL16", special),
+        row(smallDataRelative<big, 1>, "SDAREL16", byFixup),
         row(set16<big>, "SECTOFF", sectionRelative),
         row(low16<big>, "SECTOFF_LO", sectionRelative),
         row(high16<big>, "SECTOFF_HI", sectionRelative),
@@ -479,26 +479,26 @@ template <bool big> struct Rows {
         row(big ? reloc::setNegatedHigh16Be : reloc::setNegatedHigh16Le, "NADDR16_HI", direct),
         row(big ? reloc::setNegatedAdjusted16Be : reloc::setNegatedAdjusted16Le, "NADDR16_HA",
             direct),
-        row(throughTable<big, 1>, "SDAI16", special),
-        row(throughTable<big, 2>, "SDA2I16", special),
-        row(smallDataRelative<big, 2>, "SDA2REL", special),
-        row(sda21<big>, "SDA21", special),
-        row(reloc::patchNothing, "MRKREF", special),
+        row(throughTable<big, 1>, "SDAI16", byFixup),
+        row(throughTable<big, 2>, "SDA2I16", byFixup),
+        row(smallDataRelative<big, 2>, "SDA2REL", byFixup),
+        row(sda21<big>, "SDA21", byFixup),
+        row(reloc::patchNothing, "MRKREF", byFixup),
         row(set16<big>, "RELSEC16", sectionRelative),
-        row(sectionStart<big, lowHalf>, "RELST_LO", special),
-        row(sectionStart<big, highHalf>, "RELST_HI", special),
-        row(sectionStart<big, adjustedHalf>, "RELST_HA", special),
-        row(bitField<big>, "BIT_FLD", special),
-        row(smallDataRelative<big, 1>, "RELSDA", special),
+        row(sectionStart<big, lowHalf>, "RELST_LO", byFixup),
+        row(sectionStart<big, highHalf>, "RELST_HI", byFixup),
+        row(sectionStart<big, adjustedHalf>, "RELST_HA", byFixup),
+        row(bitField<big>, "BIT_FLD", byFixup),
+        row(smallDataRelative<big, 1>, "RELSDA", byFixup),
     };
 
     static constexpr FixupRow diab[6] = {
-        row(diabSda21<big, lowHalf, false>, "R_PPC_DIAB_SDA21_LO", special),
-        row(diabSda21<big, highHalf, true>, "R_PPC_DIAB_SDA21_HI", special),
-        row(diabSda21<big, adjustedHalf, true>, "R_PPC_DIAB_SDA21_HA", special),
-        row(diabRelSda<big, lowHalf>, "R_PPC_DIAB_RELSDA_LO", special),
-        row(diabRelSda<big, highHalf>, "R_PPC_DIAB_RELSDA_HI", special),
-        row(diabRelSda<big, adjustedHalf>, "R_PPC_DIAB_RELSDA_HA", special),
+        row(diabSda21<big, lowHalf, false>, "R_PPC_DIAB_SDA21_LO", byFixup),
+        row(diabSda21<big, highHalf, true>, "R_PPC_DIAB_SDA21_HI", byFixup),
+        row(diabSda21<big, adjustedHalf, true>, "R_PPC_DIAB_SDA21_HA", byFixup),
+        row(diabRelSda<big, lowHalf>, "R_PPC_DIAB_RELSDA_LO", byFixup),
+        row(diabRelSda<big, highHalf>, "R_PPC_DIAB_RELSDA_HI", byFixup),
+        row(diabRelSda<big, adjustedHalf>, "R_PPC_DIAB_RELSDA_HA", byFixup),
     };
 };
 

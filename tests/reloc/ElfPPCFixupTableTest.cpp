@@ -16,7 +16,7 @@
 namespace {
 
 const ReferenceKind direct = ReferenceKind::direct;
-const ReferenceKind special = ReferenceKind::machineSpecific;
+const ReferenceKind byFixup = ReferenceKind::machineSpecific;
 
 TEST(ElfPPCFixupTable, RowsOfBothOrdersShareNamesKindsAndFlags) {
     struct {
@@ -36,15 +36,15 @@ TEST(ElfPPCFixupTable, RowsOfBothOrdersShareNamesKindsAndFlags) {
         {21, "JMPSLOT", ReferenceKind::invalid, 0},
         {26, "REL32", direct, 1},
         {28, "PLTREL32", ReferenceKind::pltReference, 1},
-        {32, "SDAREL16", special, 0},
+        {32, "SDAREL16", byFixup, 0},
         {33, "SECTOFF", ReferenceKind::sectionRelative, 0},
         {37, "ADDR30", direct, 1},
         {0x65, "NADDR32", direct, 0},
-        {0x6D, "SDA21", special, 0},
+        {0x6D, "SDA21", byFixup, 0},
         {0x6F, "RELSEC16", ReferenceKind::sectionRelative, 0},
-        {0x74, "RELSDA", special, 0},
-        {0xB4, "R_PPC_DIAB_SDA21_LO", special, 0},
-        {0xB9, "R_PPC_DIAB_RELSDA_HA", special, 0},
+        {0x74, "RELSDA", byFixup, 0},
+        {0xB4, "R_PPC_DIAB_SDA21_LO", byFixup, 0},
+        {0xB9, "R_PPC_DIAB_RELSDA_HA", byFixup, 0},
     };
     for (bool bigEndian : {true, false}) {
         ElfFixupTable &table = elfPPCFixupTable(bigEndian);
