@@ -5,6 +5,10 @@
 #include "elf/ElfImportSectionFromInput.h"
 #include "elf/ElfSymtabSection.h"
 #include "input/InputFile.h"
+#include "reloc/ElfReltabSection.h"
+#include "reloc/RelocationsIterator.h"
+#include "reloc/elfreloc.h"
+#include "reloc/reloc.h"
 #include "support/botch.h"
 #include "support/error.h"
 #include "support/toggles.h"
@@ -362,9 +366,13 @@ void ElfObjectFileFromInput::relocationPass(Pass &pass) {
         if (info == 0) continue;
         ElfSection *target = sections[info].get();
         if (!target || target->isDiscarded()) continue;
-        // The relocation table object of this section is made here once the
-        // relocation tables are read; until then it gets none, as in an
-        // executable, and `target` keeps no relocations.
+        std::unique_ptr<ElfReltabSection> table =
+            makeElfReltabSection(name, *pass.extractor, header.e_machine, h, *this,
+                                 pass.errorContext, pass.relocationOptions);
+        if (!table) continue;
+        ElfReltabSection &made = *table;
+        sections[i] = std::move(table);
+        target->addRelocations(made);
     }
 }
 
@@ -492,10 +500,54 @@ bool ElfSectionFromFile::isValid() {
     return bytes != nullptr;
 }
 
-void ElfSectionFromFile::addRelocations(ElfSection &table) {
-    // Relocation tables are not read yet (the relocation pass makes none),
-    // so nothing can hand one over; a call is a fault of the caller.
-    botch("ElfSectionFromFile::addRelocations(%s) -- relocation tables are not read", table.name());
+void ElfSectionFromFile::addRelocations(ElfSection &section) {
+    ElfReltabSection *table = section.asReltab();
+    if (!table)
+        botch("ElfSectionFromFile::addRelocations(%s) -- not a relocation table", section.name());
+    if (table == firstTable) return;
+    if (laterTables)
+        for (ElfReltabSection *seen : *laterTables)
+            if (seen == table) return;
+    if (!firstTable) {
+        firstTable = table;
+        relocationTable = table;
+    } else {
+        // A second table: the section's relocations become a collection of
+        // both, which holds stand-ins since the tables stay the file's.
+        if (!tableCollection) {
+            tableCollection = std::make_unique<RelocationsIteratorAcrossCollection>();
+            tableCollection->add(new ElfReltabReference(*firstTable));
+            laterTables = std::make_unique<std::vector<ElfReltabSection *>>();
+            relocationTable = tableCollection.get();
+        }
+        tableCollection->add(new ElfReltabReference(*table));
+        laterTables->push_back(table);
+    }
+    if (file && file->header.e_machine == EM_ARM && arch5().isOn()) markArch5Calls(*table);
+}
+
+void ElfSectionFromFile::markArch5Calls(ElfReltabSection &table) {
+    // Architecture 5 interworking: a branch with link whose relocation has
+    // one of the plain call types becomes the interworking form of its type.
+    bool little = file->isLittleEndian();
+    uint32_t size = fileSize();
+    table.each([&](RelocationDescriptor &) {
+        uint32_t type = table.type();
+        uint32_t at = table.dataOffset();
+        uint32_t width = type == 2 ? 4 : 2;
+        if ((type != 2 && type != 0x22 && type != 0x23) || at > size || width > size - at)
+            return true;
+        const uint8_t *p = bytes + at;
+        if (type == 2) {
+            uint32_t word = little ? reloc::read32Le(p) : reloc::read32Be(p);
+            if ((word & 0xFF000000u) == 0xEB000000u) table.setType(0x40);
+        } else {
+            uint16_t half = little ? reloc::read16Le(p) : reloc::read16Be(p);
+            if (type == 0x22 && (half & 0xF800) == 0xF000) table.setType(0x41);
+            if (type == 0x23 && (half & 0xF800) == 0xF800) table.setType(0x42);
+        }
+        return true;
+    });
 }
 
 // ---- discarded COMDAT sections ----

@@ -6,10 +6,12 @@
 // once: it checks every section name against the section name table, makes a
 // section object for each program section, repairs or rejects wrong
 // sh_link/sh_info references (with a warning), keeps linker directive text,
-// and makes the chosen symbol table with its string table.  What is read
-// depends on e_type: a relocatable file gets everything; an executable
-// everything but relocations; a shared object only its symbol table, its
-// strings and its version definitions, and no section objects at all.
+// and makes the chosen symbol table with its string table; last, each
+// relocation section becomes a table (reloc/elfreloc.h) attached to the
+// section it patches.  What is read depends on e_type: a relocatable file
+// gets everything; an executable everything but relocations; a shared
+// object only its symbol table, its strings and its version definitions,
+// and no section objects at all.
 //
 // Damage that leaves nothing to read is fatal.  A program section whose
 // contents cannot be read is an error that gives the whole file up: the
@@ -29,6 +31,7 @@ class Elf32Reader;
 class ElfStrtabSection;
 class ErrorContext;
 class InputFile;
+class RelocationsIteratorAcrossCollection;
 struct RelocationOptions;
 
 // The COMDAT sections a link has already taken, by name.
@@ -100,6 +103,9 @@ public:
     bool isContentSection() override;
     // False when the contents could not be read.
     bool isValid() override;
+    // The first table is the section's relocations; with a second, they
+    // become a collection of all.  On ARM with "arch5" on, branch-with-link
+    // relocations take the interworking types.
     void addRelocations(ElfSection &table) override;
 
     const uint8_t *contents() const { return bytes; }
@@ -109,7 +115,14 @@ private:
     // file size 0; null when the read failed.
     uint8_t *bytes = nullptr;
     std::unique_ptr<uint8_t[]> ownedBytes;
+    // The relocations: the one table, or the collection of several.
     RelocationsIterator *relocationTable = nullptr;
+    // Not owned: the tables belong to the object file's section vector.
+    ElfReltabSection *firstTable = nullptr;
+    std::unique_ptr<std::vector<ElfReltabSection *>> laterTables;
+    std::unique_ptr<RelocationsIteratorAcrossCollection> tableCollection;
+
+    void markArch5Calls(ElfReltabSection &table);
 };
 
 // A COMDAT section that another file has already supplied: a header and a
