@@ -4,6 +4,7 @@
 
 #include "elf/ElfObjectFile.h"
 #include "object/Section.h"
+#include "object/SectionGroup.h"
 #include "object/Symbol.h"
 #include "reloc/RelocationDescriptor.h"
 
@@ -172,14 +173,10 @@ struct AreaState {
 
 AreaState areaState;
 
-// A group of sections that is laid out wide: the byte that the linker's
-// layout side gives a group when it makes it.  Small data in such a group
-// is reached only through its own area.
-bool isWide(SectionGroup *group) {
-    (void)group;
-    return false; // WIDE-GROUP: read the group's flag byte once SectionGroup is
-                  // committed
-}
+// A group of sections that is laid out wide: the linker's layout side marks
+// such a group with a flag byte other than 0 when it makes it.  Once some
+// group is wide, a reference finds its area by its own group alone.
+bool isWide(SectionGroup *group) { return group && group->groupFlagByte() != 0; }
 
 Symbol *rootOf(Symbol *symbol) {
     if (symbol)

@@ -273,6 +273,42 @@ TEST_F(SmallData, FailedPicksAreReportedFourTimesAndWriteNothing) {
                                         "target symbol is not small-data relative."}));
 }
 
+// Once a wide group is seen, a reference is taken only by its own group:
+// areas are no longer tried by reach, and every base symbol must lie in a
+// section.
+TEST_F(SmallData, AWideGroupOfAnAreaLeavesOnlyTheOwnGroup) {
+    SectionGroup wide(1, nullptr, SectionGroup::none);
+    areaSections[1].group = &wide;
+    output.baseSymbols[0] = &object.symbol("0").absolute();
+    uint8_t insn[4] = {0x81, 0x60, 0x00, 0x00};
+    target(loose, 0x8010); // within reach of area 1, but not in its group
+    EXPECT_TRUE(apply(true, 0x6D, insn));
+    EXPECT_EQ(std::vector<uint8_t>(insn, insn + 4), (std::vector<uint8_t>{0x81, 0x60, 0, 0}));
+    target(areaSections[1], 0x8010);
+    EXPECT_TRUE(apply(true, 0x6D, insn));
+    EXPECT_EQ(std::vector<uint8_t>(insn, insn + 4), (std::vector<uint8_t>{0x81, 0x6D, 0, 0x10}));
+    EXPECT_EQ(entry.reports.texts(),
+              (std::vector<std::string>{"Small data base symbol \"0\" is not section relative",
+                                        "target symbol is not small-data relative."}));
+}
+
+TEST_F(SmallData, AWideGroupOfATargetIsRememberedForTheRun) {
+    SectionGroup wide(1, nullptr, SectionGroup::none);
+    PlacedSection wideData(object, ".wide");
+    wideData.group = &wide;
+    uint8_t insn[4] = {0x81, 0x60, 0x00, 0x00};
+    target(loose, 0x8010);
+    EXPECT_TRUE(apply(true, 0x6D, insn)); // before: area 1 by reach
+    target(wideData, 0x8020);
+    EXPECT_TRUE(apply(true, 0x6D, insn));
+    target(loose, 0x8030);
+    EXPECT_TRUE(apply(true, 0x6D, insn)); // after: no area by reach any more
+    EXPECT_EQ(std::vector<uint8_t>(insn, insn + 4), (std::vector<uint8_t>{0x81, 0x6D, 0, 0x10}));
+    EXPECT_EQ(entry.reports.texts(),
+              (std::vector<std::string>{"target symbol is not small-data relative.",
+                                        "target symbol is not small-data relative."}));
+}
+
 TEST_F(SmallData, DiabRowsFindTheirFieldByTheOffset) {
     struct {
         uint32_t type;
