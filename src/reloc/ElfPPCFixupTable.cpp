@@ -176,7 +176,9 @@ AreaState areaState;
 // A group of sections that is laid out wide: the linker's layout side marks
 // such a group with a flag byte other than 0 when it makes it.  Once some
 // group is wide, a reference finds its area by its own group alone.
-bool isWide(SectionGroup *group) { return group && group->groupFlagByte() != 0; }
+bool isWide(SectionGroup *group) {
+    return group && group->groupFlagByte() != 0;
+}
 
 Symbol *rootOf(Symbol *symbol) {
     if (symbol)
@@ -424,68 +426,67 @@ constexpr ReferenceKind invalid = ReferenceKind::invalid;
 
 // Names, kinds and flags are the same in both byte orders; only the
 // routines' byte order differs.
-template <bool big> struct Rows {
-    static constexpr FixupRoutine set32Routine = big ? reloc::set32Be : reloc::set32Le;
-    static constexpr FixupRoutine setPc32Routine = big ? reloc::setPc32Be : reloc::setPc32Le;
+// The named routine of the table's byte order.
+#define BY_ORDER(name) (big ? reloc::name##Be : reloc::name##Le)
 
+template <bool big> struct Rows {
     static constexpr FixupRow common[38] = {
         row(reloc::patchNothing, "NONE", direct),
-        row(set32Routine, "ADDR32", direct),
-        row(addr24<big>, "ADDR24", direct),
-        row(set16<big>, "ADDR16", direct),
-        row(low16<big>, "ADDR16_LO", direct),
-        row(high16<big>, "ADDR16_HI", direct),
-        row(adjusted16<big>, "ADDR16_HA", direct),
-        row(addr14<big>, "ADDR14", direct),
-        row(addr14<big>, "ADDR14_BRTAKEN", direct),
-        row(addr14<big>, "ADDR14_BRNTAKEN", direct),
-        row(rel24<big>, "REL24", direct, 1),
-        row(rel14<big>, "REL14", direct, 1),
-        row(rel14<big>, "REL14_BRTAKEN", direct, 1),
-        row(rel14<big>, "REL14_BRNTAKEN", direct, 1),
-        row(set16<big>, "GOT16", got),
-        row(low16<big>, "GOT16_LO", got),
-        row(high16<big>, "GOT17_HI", got),
-        row(adjusted16<big>, "GOT17_HA", got),
-        row(rel24<big>, "PLT24", plt, 1),
+        row(BY_ORDER(set32), "ADDR32", direct),
+        row(BY_ORDER(ppcAddr24), "ADDR24", direct),
+        row(BY_ORDER(ppcSet16), "ADDR16", direct),
+        row(BY_ORDER(ppcLow16), "ADDR16_LO", direct),
+        row(BY_ORDER(ppcHigh16), "ADDR16_HI", direct),
+        row(BY_ORDER(ppcAdjusted16), "ADDR16_HA", direct),
+        row(BY_ORDER(ppcAddr14), "ADDR14", direct),
+        row(BY_ORDER(ppcAddr14), "ADDR14_BRTAKEN", direct),
+        row(BY_ORDER(ppcAddr14), "ADDR14_BRNTAKEN", direct),
+        row(BY_ORDER(ppcRel24), "REL24", direct, 1),
+        row(BY_ORDER(ppcRel14), "REL14", direct, 1),
+        row(BY_ORDER(ppcRel14), "REL14_BRTAKEN", direct, 1),
+        row(BY_ORDER(ppcRel14), "REL14_BRNTAKEN", direct, 1),
+        row(BY_ORDER(ppcSet16), "GOT16", got),
+        row(BY_ORDER(ppcLow16), "GOT16_LO", got),
+        row(BY_ORDER(ppcHigh16), "GOT17_HI", got),
+        row(BY_ORDER(ppcAdjusted16), "GOT17_HA", got),
+        row(BY_ORDER(ppcRel24), "PLT24", plt, 1),
         row(reloc::patchNothing, "NONE", direct),
         row(reloc::patchNothing, "GLOBDAT", invalid),
         row(reloc::patchNothing, "JMPSLOT", invalid),
         row(reloc::patchNothing, "RELATIVE", invalid),
-        row(rel24<big>, "LOCAL24PC", direct, 1),
-        row(set32Routine, "UADDR32", direct),
-        row(set16<big>, "UADDR16", direct),
-        row(setPc32Routine, "REL32", direct, 1),
-        row(set32Routine, "PLT32", plt),
-        row(setPc32Routine, "PLTREL32", plt, 1),
-        row(low16<big>, "PLT16_LO", plt),
-        row(high16<big>, "PLT16_HI", plt),
-        row(adjusted16<big>, "PLT16_HA", plt),
+        row(BY_ORDER(ppcRel24), "LOCAL24PC", direct, 1),
+        row(BY_ORDER(set32), "UADDR32", direct),
+        row(BY_ORDER(ppcSet16), "UADDR16", direct),
+        row(BY_ORDER(setPc32), "REL32", direct, 1),
+        row(BY_ORDER(set32), "PLT32", plt),
+        row(BY_ORDER(setPc32), "PLTREL32", plt, 1),
+        row(BY_ORDER(ppcLow16), "PLT16_LO", plt),
+        row(BY_ORDER(ppcHigh16), "PLT16_HI", plt),
+        row(BY_ORDER(ppcAdjusted16), "PLT16_HA", plt),
         row(smallDataRelative<big, 1>, "SDAREL16", byFixup),
-        row(set16<big>, "SECTOFF", sectionRelative),
-        row(low16<big>, "SECTOFF_LO", sectionRelative),
-        row(high16<big>, "SECTOFF_HI", sectionRelative),
-        row(adjusted16<big>, "SECTOFF_HA", sectionRelative),
-        row(rel30<big>, "ADDR30", direct, 1),
+        row(BY_ORDER(ppcSet16), "SECTOFF", sectionRelative),
+        row(BY_ORDER(ppcLow16), "SECTOFF_LO", sectionRelative),
+        row(BY_ORDER(ppcHigh16), "SECTOFF_HI", sectionRelative),
+        row(BY_ORDER(ppcAdjusted16), "SECTOFF_HA", sectionRelative),
+        row(BY_ORDER(ppcRel30), "ADDR30", direct, 1),
     };
 
     static constexpr FixupRow embedded[16] = {
-        row(big ? reloc::subtractValue32Be : reloc::subtractValue32Le, "NADDR32", direct),
-        row(big ? reloc::negate16Be : reloc::negate16Le, "NADDR16", direct),
-        row(big ? reloc::setNegatedLow16Be : reloc::setNegatedLow16Le, "NADDR16_LO", direct),
-        row(big ? reloc::setNegatedHigh16Be : reloc::setNegatedHigh16Le, "NADDR16_HI", direct),
-        row(big ? reloc::setNegatedAdjusted16Be : reloc::setNegatedAdjusted16Le, "NADDR16_HA",
-            direct),
+        row(BY_ORDER(subtractValue32), "NADDR32", direct),
+        row(BY_ORDER(negate16), "NADDR16", direct),
+        row(BY_ORDER(setNegatedLow16), "NADDR16_LO", direct),
+        row(BY_ORDER(setNegatedHigh16), "NADDR16_HI", direct),
+        row(BY_ORDER(setNegatedAdjusted16), "NADDR16_HA", direct),
         row(throughTable<big, 1>, "SDAI16", byFixup),
         row(throughTable<big, 2>, "SDA2I16", byFixup),
         row(smallDataRelative<big, 2>, "SDA2REL", byFixup),
         row(sda21<big>, "SDA21", byFixup),
         row(reloc::patchNothing, "MRKREF", byFixup),
-        row(set16<big>, "RELSEC16", sectionRelative),
+        row(BY_ORDER(ppcSet16), "RELSEC16", sectionRelative),
         row(sectionStart<big, lowHalf>, "RELST_LO", byFixup),
         row(sectionStart<big, highHalf>, "RELST_HI", byFixup),
         row(sectionStart<big, adjustedHalf>, "RELST_HA", byFixup),
-        row(bitField<big>, "BIT_FLD", byFixup),
+        row(BY_ORDER(ppcBitField), "BIT_FLD", byFixup),
         row(smallDataRelative<big, 1>, "RELSDA", byFixup),
     };
 
@@ -498,6 +499,8 @@ template <bool big> struct Rows {
         row(diabRelSda<big, adjustedHalf>, "R_PPC_DIAB_RELSDA_HA", byFixup),
     };
 };
+
+#undef BY_ORDER
 
 } // namespace
 

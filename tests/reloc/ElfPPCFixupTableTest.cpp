@@ -64,6 +64,8 @@ TEST(ElfPPCFixupTable, RowsOfBothOrdersShareNamesKindsAndFlags) {
     EXPECT_EQ(elfPPCFixupTable(true).lookup(1)->fixup, reloc::set32Be);
     EXPECT_EQ(elfPPCFixupTable(false).lookup(1)->fixup, reloc::set32Le);
     EXPECT_EQ(elfPPCFixupTable(false).lookup(0x65)->fixup, reloc::subtractValue32Le);
+    EXPECT_EQ(elfPPCFixupTable(true).lookup(2)->fixup, reloc::ppcAddr24Be);
+    EXPECT_EQ(elfPPCFixupTable(false).lookup(37)->fixup, reloc::ppcRel30Le);
 }
 
 TEST(ElfPPCFixupTable, OneSharedTablePerOrderWalkedRangeByRange) {
