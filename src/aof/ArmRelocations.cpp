@@ -5,15 +5,11 @@
 #include "elf/ElfObjectFile.h"
 #include "elf/ElfRecords.h"
 #include "object/Symbol.h"
+#include "reloc/ElfARMFixupTable.h"
 #include "reloc/reloc.h"
 #include "support/botch.h"
 
 #include <cstdio>
-
-#if __has_include("reloc/ElfARMFixupTable.h")
-#include "reloc/ElfARMFixupTable.h"
-#define TNM_HAVE_ARM_FIXUPS 1
-#endif
 
 namespace {
 
@@ -27,19 +23,13 @@ Symbol *rootOf(Symbol *symbol) {
 constexpr uint32_t armRel24 = 2;
 constexpr uint32_t armSdtOffset = 5;
 
-#ifdef TNM_HAVE_ARM_FIXUPS
-// The ARM routine of `type`, in the byte order of the file.
+// The ARM routine of `type`, in the byte order of the file.  The rows are
+// those of the ELF ARM table; the entry they are given is this table's
+// current record, which has no relocation table section of its own.
 bool armFixup(uint32_t type, bool littleEndian, RelocationDescriptor &entry, uint8_t *place,
               uint32_t value, uint32_t address) {
     return elfARMFixupTable(!littleEndian).lookup(type)->fixup(entry, place, value, address);
 }
-#else
-// ARM-FIXUPS: the ELF ARM fixup table is not in this program yet; codes 2
-// and 0x47 reach its rows "REL24" and "SDT_OFFSET" once it is.
-bool armFixup(uint32_t type, bool, RelocationDescriptor &, uint8_t *, uint32_t, uint32_t) {
-    botch("ArmRelocations::apply: no ARM fixup row %d in this program", type);
-}
-#endif
 
 } // namespace
 

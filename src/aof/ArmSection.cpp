@@ -1,6 +1,7 @@
 #include "aof/ArmSection.h"
 
 #include "aof/ArmObjectFileInput.h"
+#include "aof/ArmRelocations.h"
 #include "input/InputFile.h"
 #include "support/error.h"
 
@@ -141,9 +142,7 @@ void ArmInputSection::eachRawDataChunk(RawDataChunkVisitor visitor) {
 }
 
 RelocationsIterator *ArmInputSection::relocations() {
-    // ARM-RELOCATIONS: the area's relocation table (an ArmRelocations over
-    // `records` and `recordCount`, owned by the area) is made here on the
-    // first call, also for an area without records.  Until relocation tables
-    // are built the area offers none.
-    return nullptr;
+    // Every area has a table, also one without records.
+    if (!table) table = std::make_unique<ArmRelocations>(owner, this, records.get(), recordCount);
+    return table.get();
 }

@@ -20,6 +20,7 @@
 #include <memory>
 
 class ArmObjectFileInput;
+class ArmRelocations;
 class ErrorContext;
 class InputFile;
 
@@ -87,4 +88,6 @@ private:
     std::unique_ptr<AofRelocation[]> records;
     uint32_t recordCount = 0;
     uint32_t baseAddress;
+    // Made by the first `relocations` call.
+    std::unique_ptr<ArmRelocations> table;
 };

@@ -1,6 +1,7 @@
 #include "aout/BsdSection.h"
 
 #include "aout/BsdObjectFile.h"
+#include "aout/BsdRelocations.h"
 #include "input/InputFile.h"
 #include "support/botch.h"
 #include "support/error.h"
@@ -83,7 +84,7 @@ BsdSection *BsdSection::asBsdSection() {
 }
 
 BsdSectionFromInput::BsdSectionFromInput(InputFile &file, BsdObjectFile *owner, BsdSectionId id,
-                                         [[maybe_unused]] bool swapped, ErrorContext &errorContext)
+                                         bool swapped, ErrorContext &errorContext)
     : BsdSection(owner, id, 0), bytes(emptyBlock) {
     const BsdExecHeader &h = *owner->bsdHeader();
     // Offsets are 32-bit sums, as the format's own arithmetic makes them: a
@@ -133,17 +134,9 @@ BsdSectionFromInput::BsdSectionFromInput(InputFile &file, BsdObjectFile *owner, 
     }
     sectionSize = size;
 
-    if (relocationSize != 0) {
-        // The relocation records of the section lie at relocationOffset, in
-        // the byte order that `swapped` gives.  A table that begins beyond
-        // the end of the file is refused here already; the table object
-        // itself (BsdRelocationsFromInput, which reads and keeps the
-        // records) is made at this place once a.out relocation tables are
-        // read, and `relocations` then answers it.
-        file.seek(relocationOffset);
-        if (file.status & InputFile::failBit)
-            errorContext.fatal("In %O: relocation table appears truncated.", &file.fileName);
-    }
+    if (relocationSize != 0)
+        table = std::make_unique<BsdRelocationsFromInput>(owner, this, file, relocationOffset,
+                                                          relocationSize, swapped, errorContext);
 }
 
 BsdSectionFromInput::~BsdSectionFromInput() = default;
@@ -153,8 +146,7 @@ void BsdSectionFromInput::eachRawDataChunk(RawDataChunkVisitor visitor) {
 }
 
 RelocationsIterator *BsdSectionFromInput::relocations() {
-    // No relocation table objects are made yet (see the constructor).
-    return nullptr;
+    return table.get();
 }
 
 BsdBssSection::BsdBssSection(BsdObjectFile *owner, uint32_t size)

@@ -1,9 +1,9 @@
 // The three sections of an a.out file, fixed by the format: text (id 0),
 // data (id 1) and bss (id 2).  BsdSection answers what they share from an
 // id, a size and an address that a link may set; BsdSectionFromInput is the
-// text or the data section, read whole from the file with the check of its
-// relocation size; BsdBssSection is the bss section, which has no bytes in
-// the file.
+// text or the data section, read whole from the file with its relocation
+// table (BsdRelocationsFromInput) when it has records; BsdBssSection is the bss section, which has
+// no bytes in the file.
 #pragma once
 
 #include "aout/BsdRecords.h"
@@ -13,6 +13,7 @@
 #include <memory>
 
 class BsdObjectFile;
+class BsdRelocationsFromInput;
 class ErrorContext;
 class InputFile;
 
@@ -68,6 +69,8 @@ public:
 
     // One chunk: the whole section with its relocations.
     void eachRawDataChunk(RawDataChunkVisitor visitor) override;
+    // The table of the section's relocation records; null when its
+    // relocation size is 0.
     RelocationsIterator *relocations() override;
 
     const uint8_t *contents() const { return bytes; }
@@ -76,6 +79,7 @@ private:
     // The section's bytes; a shared empty block for a section of size 0.
     uint8_t *bytes;
     std::unique_ptr<uint8_t[]> ownedBytes;
+    std::unique_ptr<BsdRelocationsFromInput> table;
 };
 
 // The bss section: a size and nothing in the file.
