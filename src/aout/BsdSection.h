@@ -2,8 +2,8 @@
 // data (id 1) and bss (id 2).  BsdSection answers what they share from an
 // id, a size and an address that a link may set; BsdSectionFromInput is the
 // text or the data section, read whole from the file with its relocation
-// table (BsdRelocationsFromInput) when it has records; BsdBssSection is the bss section, which has
-// no bytes in the file.
+// table (BsdRelocationsFromInput) when it has records; BsdBssSection is the
+// bss section, which has no bytes in the file.
 #pragma once
 
 #include "aout/BsdRecords.h"
