@@ -1,6 +1,7 @@
 // ElfFixupTable and ElfSplitFixupTable: what each ELF relocation type means
 // for one processor and byte order - a plain array of static rows.  A table
-// object is made for each relocation section and points at the shared rows.
+// object only points at its rows, so one object per processor and byte order
+// serves every relocation section.
 #pragma once
 
 #include "reloc/reloc.h"

@@ -329,23 +329,8 @@ Symbol *RelocationDescriptor::mappedSymbol(int32_t &offset) {
     Symbol *result = nullptr;
     if (Symbol *root = rootOf(targetSymbol())) {
         result = root;
-        Section *in = root->isSpecial() ? nullptr : root->section();
-        if (root->isSpecial()) {
-            // A symbol that the link defines itself needs no mapping.
-        } else if (!in) {
-            if (!root->isAbsolute())
-                plainReport("Symbol \"%s\" (of %O) didn't get mapped!", root->name(),
-                            root->fileName());
-        } else if (Section *combined = in->combinedSection()) {
-            offset = int32_t(root->address() - combined->address());
-            result = combined->sectionSymbol();
-        } else if (in->isComdat()) {
-            if (isAllocated(section()))
-                plainReport("Reference to symbol %s in discarded%CCOMDAT section \"%s\" (of %O)",
-                            root->name(), in->name(), fileOf(in));
-        } else {
-            plainReport("Reference to unmapped section%C\"%s\" (of %O)", in->name(), fileOf(in));
-        }
+        // A symbol that the link defines itself needs no mapping.
+        if (!root->isSpecial()) result = mappedFromSection(*root, offset);
     } else if (Section *in = targetSection()) {
         if (Section *combined = in->combinedSection()) {
             offset = int32_t(in->address() - combined->address());
@@ -363,6 +348,26 @@ Symbol *RelocationDescriptor::mappedSymbol(int32_t &offset) {
     }
     offset += addend();
     return result;
+}
+
+// The symbol of the combined section that holds `root`, with the offset of
+// `root` in it; `root` itself, reported, when its section went nowhere.
+Symbol *RelocationDescriptor::mappedFromSection(Symbol &root, int32_t &offset) {
+    Section *in = root.section();
+    if (!in) {
+        if (!root.isAbsolute())
+            plainReport("Symbol \"%s\" (of %O) didn't get mapped!", root.name(), root.fileName());
+    } else if (Section *combined = in->combinedSection()) {
+        offset = int32_t(root.address() - combined->address());
+        return combined->sectionSymbol();
+    } else if (in->isComdat()) {
+        if (isAllocated(section()))
+            plainReport("Reference to symbol %s in discarded%CCOMDAT section \"%s\" (of %O)",
+                        root.name(), in->name(), fileOf(in));
+    } else {
+        plainReport("Reference to unmapped section%C\"%s\" (of %O)", in->name(), fileOf(in));
+    }
+    return &root;
 }
 
 Section *RelocationDescriptor::mappedSection(int32_t &offset) {
@@ -408,7 +413,7 @@ void RelocationDescriptor::report(bool isError, const char *format, va_list args
     Section *patched = section();
     Symbol *symbol = targetSymbol();
     Section *target = targetSection();
-    const char *word = symbol || target ? (symbol ? "symbol" : "section") : "section";
+    const char *word = symbol ? "symbol" : "section";
     const char *name = symbol ? symbol->name() : target ? target->name() : "???";
     const char *header =
         "In %O, section %s at 0x%lx,%C(relocation record #%d of type %s) refs %s \"%s\":%C%s";

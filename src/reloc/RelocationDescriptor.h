@@ -177,6 +177,10 @@ public:
     // without an errorContext has nobody to warn and leaves the warning to
     // the next entry that has one.
     void warnUntranslatable(const char *format);
+
+private:
+    // mappedSymbol for a target symbol in a section.
+    Symbol *mappedFromSection(Symbol &root, int32_t &offset);
 };
 
 // One entry of a member section shown as an entry of the combined section:
