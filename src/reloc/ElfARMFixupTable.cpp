@@ -105,8 +105,8 @@ int32_t offsetTableCell(RelocationDescriptor &entry, OffsetTable *table, bool re
         Symbol *symbol = entry.mappedSymbol(offset);
         bool thumb = isThumb(entry.targetSymbol());
         auto adjust = [&](int32_t at) {
-            if (thumb) at |= 1;
-            return relative ? at - entry.addend() : at;
+            if (relative) at -= entry.addend();
+            return thumb ? at | 1 : at;
         };
         if (symbol && symbol->isGlobal()) {
             cell = table->entryForSymbol(symbol, adjust(offset));
