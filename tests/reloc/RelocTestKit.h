@@ -15,6 +15,8 @@
 
 #include "elf/ElfRecords.h"
 
+#include "FakeDescriptor.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -115,36 +117,16 @@ public:
     bool isExportable() override { return exportable; }
 };
 
-// An entry that keeps every algorithm of the base: only its raw fields are
-// set by the test.
-class TestEntry : public RelocationDescriptor {
+// An entry that keeps the base class's algorithms of value and place: only
+// its raw fields are set by the test.
+class TestEntry : public FakeDescriptor {
 public:
-    Section *patched = nullptr;
-    uint32_t position = 0;
-    uint32_t offset = 0;
-    Symbol *symbol = nullptr;
-    Section *target = nullptr;
-    int32_t addendOf = 0;
-    ReferenceKind kind = ReferenceKind::direct;
-    bool pcRelative = false;
     uint32_t type = 0; // the ELF type; 0 gives no ELF record
-    ErrorContext *errors = nullptr;
-    GotTable *got = nullptr;
-    PltTable *plt = nullptr;
 
-    Section *section() override { return patched; }
-    uint32_t index() override { return position; }
-    uint32_t dataOffset() override { return offset; }
-    Symbol *targetSymbol() override { return symbol; }
-    Section *targetSection() override { return target; }
-    int32_t addend() override { return addendOf; }
+    uint32_t place() override { return RelocationDescriptor::place(); }
+    uint32_t value() override { return RelocationDescriptor::value(); }
+    uint32_t valueWithoutAddend() override { return RelocationDescriptor::valueWithoutAddend(); }
     void eachElfRecord(ElfRecordVisitor visitor) override;
-    bool isPcRelative() override { return pcRelative; }
-    bool apply(uint8_t *) override { return true; }
-    ReferenceKind referenceKind() override { return kind; }
-    ErrorContext *errorContext() override { return errors; }
-    PltTable *pltTable() override { return plt; }
-    GotTable *gotTable() override { return got; }
 };
 
 // Offset and linkage tables with fixed answers that record each call.

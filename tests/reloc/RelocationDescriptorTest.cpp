@@ -32,8 +32,8 @@ protected:
     TestEntry entry;
 
     void SetUp() override {
-        entry.patched = &text;
-        entry.position = 2;
+        entry.sectionOf = &text;
+        entry.entryIndex = 2;
         entry.offset = 0x24;
         entry.errors = &reports;
     }
