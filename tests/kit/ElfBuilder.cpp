@@ -6,6 +6,14 @@ std::vector<uint8_t> bytes(uint32_t count, uint8_t fill) {
     return std::vector<uint8_t>(count, fill);
 }
 
+std::vector<uint8_t> words(ByteOrder order, const std::vector<uint32_t> &values) {
+    std::vector<uint8_t> out;
+    for (uint32_t v : values)
+        for (int i = 0; i < 4; ++i)
+            out.push_back(uint8_t(v >> (8 * (order == BigEndian ? 3 - i : i))));
+    return out;
+}
+
 namespace {
 
 class Writer {
@@ -81,6 +89,21 @@ ElfBuilder &ElfBuilder::section(const std::string &name, uint32_t type, uint32_t
     if (type != SHT_NOBITS) plan.contents = std::move(contents);
     sections.push_back(std::move(plan));
     return *this;
+}
+
+ElfBuilder &ElfBuilder::relocations(const std::string &name, uint32_t type,
+                                    const std::string &target,
+                                    const std::vector<Elf32_Rela> &records) {
+    std::vector<uint32_t> fields;
+    for (const Elf32_Rela &r : records) {
+        fields.push_back(r.r_offset);
+        fields.push_back(r.r_info);
+        if (type == SHT_RELA) fields.push_back(static_cast<uint32_t>(r.r_addend));
+    }
+    section(name, type, 0, words(order, fields));
+    sections.back().header.sh_entsize = type == SHT_RELA ? 12 : 8;
+    link(dynamic ? ".dynsym" : ".symtab");
+    return info(target);
 }
 
 ElfBuilder &ElfBuilder::link(uint32_t index) {

@@ -26,6 +26,8 @@
 enum ByteOrder { LittleEndian, BigEndian };
 
 std::vector<uint8_t> bytes(uint32_t count, uint8_t fill = 0);
+// 32-bit words laid out in the given byte order, for section contents.
+std::vector<uint8_t> words(ByteOrder order, const std::vector<uint32_t> &values);
 
 class ElfBuilder {
 public:
@@ -38,6 +40,11 @@ public:
     // A section with contents (none for SHT_NOBITS; `size` then gives sh_size).
     ElfBuilder &section(const std::string &name, uint32_t type, uint32_t flags = 0,
                         std::vector<uint8_t> contents = {}, uint32_t size = 0);
+    // A relocation section of type SHT_REL (8-byte records, r_addend left
+    // out) or SHT_RELA (12 bytes), written in the file's byte order, with
+    // sh_entsize to match, sh_link the symbol table and sh_info `target`.
+    ElfBuilder &relocations(const std::string &name, uint32_t type, const std::string &target,
+                            const std::vector<Elf32_Rela> &records);
     // sh_link / sh_info of the last section, by index or by section name.
     ElfBuilder &link(uint32_t index);
     ElfBuilder &link(const std::string &name);
