@@ -232,6 +232,13 @@ public:
     bool isBound() override;
     void setBound(bool bound) override;
 
+    // Back to unmapped: no combined section, offset 0.  A combined section
+    // that maps its members anew unmaps them first.
+    void unmap() {
+        combined = nullptr;
+        combinedOffset = 0;
+    }
+
 protected:
     Section *combined = nullptr;
     uint32_t combinedOffset = 0;

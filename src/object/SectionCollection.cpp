@@ -2,6 +2,8 @@
 // PublicList.
 #include "object/ObjectFile.h"
 
+#include "object/CombinedSection.h"
+
 #include "support/botch.h"
 #include "support/quickSort.h"
 
@@ -100,9 +102,10 @@ void SectionMembers::each(SectionVisitor visitor) {
     section.eachMember(visitor);
 }
 
-// A combined section's members are exactly what its eachMember delivers, so
-// counting the walk gives its number of members; a plain section counts 1.
+// A combined section knows its number of members; a plain section is its
+// own only member.
 uint32_t SectionMembers::count() {
+    if (CombinedSection *combined = section.asCombinedSection()) return combined->memberCount();
     return SectionCollection::count();
 }
 

@@ -35,7 +35,7 @@ class SectionGroup {
 public:
     static constexpr uint32_t none = 0xFFFFFFFF;
 
-    // `address` is all ones for a group that has none yet; a spec's address
+    // `address` is all ones for a group that has none yet; a layout rule's address
     // takes precedence.  `groupFlag` is kept for the layout side.
     SectionGroup(uint8_t groupFlag, SectionGroupSpec *spec, uint32_t address);
     SectionGroup(const SectionGroup &) = delete;
