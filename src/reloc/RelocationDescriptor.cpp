@@ -88,7 +88,7 @@ uint32_t RelocationDescriptor::elfType() {
     uint32_t type = 0;
     eachElfRecord([&](const Elf32_Rela &record) {
         type = record.r_info & 0xFF;
-        return true;
+        return false; // the first record's type names the entry
     });
     return type;
 }
