@@ -17,7 +17,7 @@ const char emptyText[] = "";
 
 } // namespace
 
-CoffObjectFileInput::CoffObjectFileInput(InputFile &file, ErrorContext &errors, LinkOptions *args)
+CoffObjectFileInput::CoffObjectFileInput(InputFile &file, ErrorContext &errors, Args *args)
     : CoffObjectFileRep(file.fileName, CoffFileHeader{}) {
     bool swap = false;
     if (!CoffUtil::readCoffHeader(file, header, swap))
@@ -157,7 +157,7 @@ const char *CoffObjectFileInput::symbolName(uint32_t index) {
 }
 
 std::unique_ptr<CoffObjectFileInput> readCoffFile(InputFile &file, ErrorContext &errors, bool nt,
-                                                  LinkOptions *args) {
+                                                  Args *args) {
     // NT objects differ from System V COFF only by their magics, which the
     // reader looks at where they matter.
     (void)nt;

@@ -33,13 +33,13 @@
 class CoffInputSection;
 class ErrorContext;
 class InputFile;
-class LinkOptions;
+class Args;
 
 class CoffObjectFileInput : public CoffObjectFileRep {
 public:
     // `args` goes unlooked-at to every section's relocation table; null
     // from the listing tool.
-    CoffObjectFileInput(InputFile &file, ErrorContext &errors, LinkOptions *args = nullptr);
+    CoffObjectFileInput(InputFile &file, ErrorContext &errors, Args *args = nullptr);
     ~CoffObjectFileInput() override;
 
     // The optional header's entry point of an executable, else 0.
@@ -66,4 +66,4 @@ private:
 // stripped." for a file with header flag 1; the object is returned either
 // way.
 std::unique_ptr<CoffObjectFileInput> readCoffFile(InputFile &file, ErrorContext &errors, bool nt,
-                                                  LinkOptions *args = nullptr);
+                                                  Args *args = nullptr);

@@ -1,6 +1,7 @@
 #include "coff/CoffSection.h"
 
 #include "coff/CoffObjectFile.h"
+#include "coff/CoffRelocationsIterator.h"
 #include "coff/CoffUtil.h"
 #include "input/InputFile.h"
 #include "support/error.h"
@@ -140,8 +141,7 @@ bool fileHolds(InputFile &file, uint32_t offset, uint32_t count, uint32_t size) 
 } // namespace
 
 CoffInputSection::CoffInputSection(InputFile &file, bool swap, ErrorContext &errors,
-                                   const CoffSectionHeader &raw, CoffObjectFile &owner,
-                                   LinkOptions *args)
+                                   const CoffSectionHeader &raw, CoffObjectFile &owner, Args *args)
     : CoffSection(owner, raw), originalAddress(raw.s_vaddr), linkArgs(args) {
     bytesSize = fileSize();
     // A section whose data, relocations or line numbers do not fit in the
@@ -191,10 +191,6 @@ CoffInputSection::CoffInputSection(InputFile &file, bool swap, ErrorContext &err
             }
         }
     }
-    // RELOCATION-TABLE: the relocation table object over `relocationTable`
-    // (a CoffRelocationsIterator, handed `linkArgs`) is made on the first
-    // call of relocations() once relocation tables are built; until then
-    // the entries are read and checked but the section shows no table.
 }
 
 CoffInputSection::~CoffInputSection() = default;
@@ -210,7 +206,10 @@ void CoffInputSection::eachRawDataChunk(RawDataChunkVisitor visitor) {
     visitor(0, bytesSize, bytes.get(), relocations());
 }
 RelocationsIterator *CoffInputSection::relocations() {
-    return relocationIterator;
+    if (!relocationIterator)
+        relocationIterator = std::make_unique<CoffRelocationsIterator>(
+            relocationTable.get(), relocationCount(), *this, linkArgs);
+    return relocationIterator.get();
 }
 bool CoffInputSection::isComdat() {
     return comdat;

@@ -22,10 +22,11 @@
 #include <cstdint>
 #include <memory>
 
+class Args;
 class CoffObjectFile;
+class CoffRelocationsIterator;
 class ErrorContext;
 class InputFile;
-class LinkOptions;
 
 class CoffSection : public RelocatableSection {
 public:
@@ -79,7 +80,7 @@ public:
     // Reads the section's data, relocations and line numbers; `args` goes
     // unlooked-at to the relocation table.
     CoffInputSection(InputFile &file, bool swap, ErrorContext &errors,
-                     const CoffSectionHeader &header, CoffObjectFile &owner, LinkOptions *args);
+                     const CoffSectionHeader &header, CoffObjectFile &owner, Args *args);
     ~CoffInputSection() override;
 
     // The name from the file, before any COMDAT renaming.
@@ -88,6 +89,8 @@ public:
     uint32_t inputAddress() override;
     // One chunk: all the data, with the relocation table.
     void eachRawDataChunk(RawDataChunkVisitor visitor) override;
+    // The table over the relocation entries, made on first demand, also
+    // when there are none.
     RelocationsIterator *relocations() override;
     bool isComdat() override;
 
@@ -104,7 +107,7 @@ public:
     uint32_t relocationCount() const { return relocationTable ? header.s_nreloc : 0; }
     const uint8_t *data() const { return bytes.get(); }
     uint32_t dataSize() const { return bytesSize; }
-    LinkOptions *args() const { return linkArgs; }
+    Args *args() const { return linkArgs; }
 
 private:
     std::unique_ptr<uint8_t[]> bytes;
@@ -115,8 +118,6 @@ private:
     uint32_t originalAddress = 0;
     const char *nameInFile = nullptr;
     bool comdat = false;
-    LinkOptions *linkArgs = nullptr;
-    // The relocation table object, made on first demand once relocation
-    // tables are built; none until then.
-    RelocationsIterator *relocationIterator = nullptr;
+    Args *linkArgs = nullptr;
+    std::unique_ptr<CoffRelocationsIterator> relocationIterator;
 };

@@ -1,13 +1,15 @@
 // Real COFF objects made by clang for i386 Windows (tests/corpus, see
 // make-corpus.sh): every entry of the symbol table against LLVM objdump's
 // record of it, the sections against its section list, COMDAT sections named
-// after their symbols; and identification of COFF files as the reader
+// after their symbols, the relocation entries of each section against its
+// relocation records; and identification of COFF files as the reader
 // expects them.
 
 #include "CoffTestSupport.h"
 #include "coff/CoffSection.h"
 #include "input/FileIdentity.h"
 #include "kit/CoffBuilder.h"
+#include "reloc/RelocationsIterator.h"
 
 #include <cstdio>
 #include <fstream>
@@ -101,6 +103,66 @@ TEST(CoffCorpus, SymbolsAndSectionsAsObjdumpRecordsThem) {
         EXPECT_EQ(comdats[0], "??$clamp_to@H@@YAHHHH@Z");
         EXPECT_EQ(comdats[1], "??$clamp_to@F@@YAFFFF@Z");
         EXPECT_EQ(comdats[2], "??0Widget@@QAE@XZ");
+    }
+}
+
+// "RELOCATION RECORDS FOR [.text]:" as "[.text]", and an entry
+// "00000031 IMAGE_REL_I386_REL32     name" as "31 REL32 name".
+std::vector<std::string> recordedRelocations(const std::string &path) {
+    std::ifstream in(path);
+    std::vector<std::string> rows;
+    const std::string heading = "RELOCATION RECORDS FOR ";
+    for (std::string line; std::getline(in, line);) {
+        if (line.compare(0, heading.size(), heading) == 0) {
+            rows.push_back(line.substr(heading.size(), line.size() - heading.size() - 1));
+            continue;
+        }
+        unsigned offset;
+        char type[32];
+        int used = 0;
+        if (std::sscanf(line.c_str(), "%x IMAGE_REL_I386_%31s %n", &offset, type, &used) < 2)
+            continue;
+        char row[64];
+        std::snprintf(row, sizeof row, "%x %s ", offset, type);
+        rows.push_back(row + line.substr(used));
+    }
+    return rows;
+}
+
+// The same from the sections' relocation tables, with the i386 types by
+// their Windows names.
+std::vector<std::string> readRelocations(CoffObjectFileInput &coff) {
+    std::vector<std::string> rows;
+    coff.eachSection([&](Section &s) {
+        RelocationsIterator &table = *s.relocations();
+        if (table.count() == 0) return true;
+        rows.push_back("[" + std::string(s.combinedSectionName()) + "]");
+        table.each([&](RelocationDescriptor &entry) {
+            std::string type = entry.typeName();
+            type = type == "R_DIR32" ? "DIR32" : type == "R_PCRLONG" ? "REL32" : type;
+            Symbol *symbol = entry.targetSymbol();
+            Section *section = entry.targetSection();
+            char row[64];
+            std::snprintf(row, sizeof row, "%x %s ", entry.dataOffset(), type.c_str());
+            rows.push_back(row + std::string(symbol    ? symbol->name()
+                                             : section ? section->combinedSectionName()
+                                                       : "?"));
+            return true;
+        });
+        return true;
+    });
+    return rows;
+}
+
+TEST(CoffCorpus, RelocationsAsObjdumpRecordsThem) {
+    for (const char *name : {"coff-i386-shapes.obj", "coff-i386-widgets.obj"}) {
+        Reports reports;
+        LoadedCoff coff = loadCoff(fileBytes(corpus(name)), reports);
+        std::vector<std::string> expected =
+            recordedRelocations(corpus(std::string(name) + ".relocs.txt"));
+        ASSERT_GT(expected.size(), 15u) << name;
+        EXPECT_EQ(readRelocations(*coff.object), expected) << name;
+        EXPECT_TRUE(reports.lines.empty()) << name;
     }
 }
 

@@ -64,7 +64,7 @@ TEST_F(ListingTest, FullAndParsableRowsOfACoffFile) {
     EXPECT_EQ(errors.lines, "");
 }
 
-TEST(CoffDisplay, ObjectFileDisplayShowsSymbolsAndSections) {
+TEST(CoffDisplay, ObjectFileDisplayShowsSymbolsSectionsAndRelocations) {
     Reports reports;
     LoadedCoff coff = loadCoff(CoffBuilder(BigEndian, 0x150)
                                    .section(".text", coffSectionText, bytes(16))
@@ -77,8 +77,8 @@ TEST(CoffDisplay, ObjectFileDisplayShowsSymbolsAndSections) {
     char buffer[512];
     StringFormatOut out(buffer, sizeof buffer, false);
     coff->display(out);
-    // The heading names the file by its path, a scratch file here.  No
-    // relocation table object is shown while the entries have none.
+    // The heading names the file by its path, a scratch file here.  The
+    // entry at 0x104 is shown at its offset in the section.
     std::string text = out.text();
     EXPECT_EQ(text.substr(0, 29), "Display of COFF object file \"");
     EXPECT_EQ(text.substr(text.find("\"\n")), "\"\n"
@@ -87,7 +87,9 @@ TEST(CoffDisplay, ObjectFileDisplayShowsSymbolsAndSections) {
                                               "_ext\t=0x0 imported\n"
                                               "\nSections:\n"
                                               "Section .text: size=0x10, type=text, address=0x100\n"
-                                              "16 bytes of data should be displayed here\n");
+                                              "16 bytes of data should be displayed here\n"
+                                              "\nRelocations for section .text:\n"
+                                              "@0x4: _main[#0]\n");
 }
 
 } // namespace

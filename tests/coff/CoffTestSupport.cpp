@@ -9,15 +9,23 @@
 
 namespace {
 
+ErrFormat &engine() {
+    static ErrFormat reportsEngine("\n|\t");
+    return reportsEngine;
+}
+
 std::string render(const char *format, va_list args) {
-    static ErrFormat engine("\n|\t");
     char buffer[1024];
-    StringFormatOut out(buffer, sizeof buffer, false, engine);
+    StringFormatOut out(buffer, sizeof buffer, false, engine());
     out.vprint(format, args);
     return std::string(buffer);
 }
 
 } // namespace
+
+PrintfFormat &Reports::formatter() {
+    return engine();
+}
 
 void Reports::vfatal(const char *format, va_list args) {
     std::string text = render(format, args);

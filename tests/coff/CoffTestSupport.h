@@ -25,6 +25,9 @@ public:
     void vfatal(const char *format, va_list args) override;
     void verror(const char *format, va_list args) override;
     void vwarning(const char *format, va_list args) override;
+    // The engine of the reports, which continues a line with "\n|\t", as
+    // the program's error counter does.
+    PrintfFormat &formatter() override;
 };
 
 // An InputFile on a scratch file holding `image`, shown as "test.o".

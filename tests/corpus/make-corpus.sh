@@ -193,9 +193,10 @@ echo "corpus rebuilt in $here"
 # function, virtual table and type record in a COMDAT section (flag 0x1000)
 # whose defining symbol gives the section its listed name.  Records, by LLVM's
 # objdump 14: <name>.syms.txt (llvm-objdump --syms: index, section number,
-# type, storage class, auxiliary count, value and name of every entry) and
-# <name>.headers.txt (llvm-objdump -h).  Beyond the packages above it needs
-# llvm-14 ("llvm-objdump").
+# type, storage class, auxiliary count, value and name of every entry),
+# <name>.headers.txt (llvm-objdump -h) and <name>.relocs.txt (llvm-objdump -r:
+# offset, type and target of every relocation entry, section by section).
+# Beyond the packages above it needs llvm-14 ("llvm-objdump").
 coff_t=i686-pc-windows-msvc
 # A time stamp of 0 in the file header keeps the output the same each run.
 coffflags="-mno-incremental-linker-compatible"
@@ -206,6 +207,7 @@ coffflags="-mno-incremental-linker-compatible"
 for f in coff-i386-shapes.obj coff-i386-widgets.obj; do
   llvm-objdump --syms "$here/$f" | sed "s|$here/||" >"$here/$f.syms.txt"
   llvm-objdump -h "$here/$f" | sed "s|$here/||" >"$here/$f.headers.txt"
+  llvm-objdump -r "$here/$f" | sed "s|$here/||" >"$here/$f.relocs.txt"
 done
 # The C one is also a sample that "make run" lists.
 cp "$here/coff-i386-shapes.obj" "$here/../../examples/coff-i386-shapes.obj"

@@ -138,6 +138,12 @@ CoffBuilder &CoffBuilder::aux(std::vector<uint8_t> raw) {
     return *this;
 }
 
+CoffBuilder &CoffBuilder::sectionSymbol(int16_t number) {
+    const SectionPlan &s = sections.at(size_t(number - 1));
+    symbol(s.name, s.header.s_vaddr, number, coffClassStatic);
+    return aux(s.header.s_size, {uint16_t(s.relocations.size()), uint16_t(s.lines.size())});
+}
+
 CoffBuilder &CoffBuilder::aux(uint32_t word, std::vector<uint16_t> halves) {
     std::vector<uint8_t> raw;
     Writer w(raw, order);

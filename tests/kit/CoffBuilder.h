@@ -48,6 +48,11 @@ public:
     // A symbol entry.  `scnum` is the section number (0 none, -1 absolute).
     CoffBuilder &symbol(const std::string &name, uint32_t value, int16_t scnum, uint8_t sclass,
                         uint16_t type = 0);
+    // The symbol of section `number` (1 upward) as compilers write it: its
+    // name, its address, class static, and one auxiliary entry with the
+    // section's size and its numbers of relocations and line numbers.
+    // Relocations that refer to the section refer to it.
+    CoffBuilder &sectionSymbol(int16_t number);
     // A symbol whose name is the string table offset given, not a text.
     CoffBuilder &symbolAtOffset(uint32_t offset, uint32_t value, int16_t scnum, uint8_t sclass,
                                 uint16_t type = 0);
