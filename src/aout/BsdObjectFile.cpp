@@ -58,6 +58,19 @@ uint32_t BsdObjectFile::machine() {
     }
 }
 
+BsdSection *BsdObjectFile::sectionOfCode(uint32_t code) {
+    switch (code) {
+    case bsdText:
+        return text.get();
+    case bsdData:
+        return data.get();
+    case bsdBss:
+        return bss.get();
+    default:
+        return nullptr;
+    }
+}
+
 BsdExecHeader *BsdObjectFile::bsdHeader() {
     return &header;
 }

@@ -50,6 +50,10 @@ public:
     BsdSection *textSection() { return text.get(); }
     BsdSection *dataSection() { return data.get(); }
     BsdSection *bssSection() { return bss.get(); }
+    // The section that a location code names, as in an nlist type masked
+    // with 0x1E and in a local relocation record: 4 text, 6 data, 8 bss;
+    // null for any other code and in a file without sections.
+    BsdSection *sectionOfCode(uint32_t code);
 
 protected:
     BsdExecHeader header;

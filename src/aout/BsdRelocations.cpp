@@ -103,20 +103,6 @@ Symbol *rootOf(Symbol *symbol) {
     return symbol;
 }
 
-// The section codes of a local record.
-BsdSection *sectionOfCode(BsdObjectFile *owner, uint32_t code) {
-    switch (code) {
-    case bsdText:
-        return owner->textSection();
-    case bsdData:
-        return owner->dataSection();
-    case bsdBss:
-        return owner->bssSection();
-    default:
-        return nullptr;
-    }
-}
-
 } // namespace
 
 const BsdFixupRow bsdFixupRows[bsdFixupRowCount] = {
@@ -202,7 +188,7 @@ Symbol *BsdRelocations::targetSymbol() {
 Section *BsdRelocations::targetSection() {
     const BsdRelocation &record = currentRecord("targetSection");
     if (bsdRelocationIsExtern(record)) return nullptr;
-    return sectionOfCode(owner, bsdRelocationIndex(record));
+    return owner->sectionOfCode(bsdRelocationIndex(record));
 }
 
 int32_t BsdRelocations::addend() {

@@ -56,16 +56,7 @@ bool BsdSymbol::isAbsolute() {
 }
 
 Section *BsdSymbol::section() {
-    switch (entry.type & bsdTypeMask) {
-    case bsdText:
-        return owner->textSection();
-    case bsdData:
-        return owner->dataSection();
-    case bsdBss:
-        return owner->bssSection();
-    default:
-        return nullptr;
-    }
+    return owner->sectionOfCode(entry.type & bsdTypeMask);
 }
 
 SymbolType BsdSymbol::type() {

@@ -5,20 +5,11 @@
 #include "AofTestSupport.h"
 
 #include "input/FileIdentity.h"
+#include "kit/RelocationChecks.h"
 
-#include <cstdarg>
 #include <functional>
 
 namespace {
-
-std::string formatText(const char *format, ...) {
-    char text[256];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    return text;
-}
 
 // A small sound file: a code area with two relocations, a zero-initialised
 // area that takes no room, and a data area behind it.
