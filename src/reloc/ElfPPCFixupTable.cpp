@@ -274,12 +274,14 @@ bool pickArea(RelocationDescriptor &entry, Pick &pick, bool checkReach) {
     pick.index = 0;
     if (state.reportedFailures < 4) {
         ++state.reportedFailures;
-        if (checkReach && candidate >= 0)
-            entry.error("Small data offset too large;  relocation references 0x%X "
-                        "from base %s[0x%X].",
-                        pick.value, areas[candidate].baseSymbol, state.base[candidate]);
-        else
+        if (!checkReach || candidate < 0) {
             entry.error("target symbol is not small-data relative.");
+        } else {
+            // clang-format off
+            entry.error("Small data offset too large;  relocation references 0x%X from base %s[0x%X].",
+                        pick.value, areas[candidate].baseSymbol, state.base[candidate]);
+            // clang-format on
+        }
     }
     return false;
 }
@@ -290,10 +292,10 @@ bool pickArea(RelocationDescriptor &entry, Pick &pick, bool checkReach) {
 template <bool big>
 bool storeSmallData16(RelocationDescriptor &entry, uint8_t *field, uint32_t number, uint32_t area) {
     if (!fitsSigned(number, 16)) {
-        entry.error("%s is evidently too big.%COffset relative to %s is 0x%lx and "
-                    "won't fit in a%C"
-                    "signed 16-bit field.",
+        // clang-format off
+        entry.error("%s is evidently too big.%COffset relative to %s is 0x%lx and won't fit in a%Csigned 16-bit field.",
                     areas[area].name, areas[area].baseSymbol, number);
+        // clang-format on
         return false;
     }
     Order<big>::write16(field, number);
