@@ -63,12 +63,12 @@ uint32_t targetAddress(RelocationDescriptor &entry) {
 
 // A call of a missing weak function lands on the next instruction: a V of
 // 0 becomes P plus the distance d when the mapped target is weak and
-// undefined.
+// undefined.  The mapped target of an undefined symbol is its root (only a
+// symbol with a section maps elsewhere), so the root is asked directly: the
+// mapping has been reported on by the table already.
 uint32_t weakFallback(RelocationDescriptor &entry, uint32_t value, uint32_t address,
                       uint32_t distance) {
-    if (value != 0) return value;
-    int32_t offset;
-    return isWeakUndefined(entry.mappedSymbol(offset)) ? address + distance : value;
+    return value == 0 && targetIsWeakUndefined(entry) ? address + distance : value;
 }
 
 uint32_t staticBase(RelocationDescriptor &entry) {
@@ -439,8 +439,7 @@ uint32_t regionBase(RelocationDescriptor &entry, uint32_t address) {
 // plus the word, marked for Thumb code; 0 for a missing weak target.
 template <bool Big>
 bool sdaDisplacement(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_t) {
-    int32_t offset;
-    if (isWeakUndefined(entry.mappedSymbol(offset))) {
+    if (targetIsWeakUndefined(entry)) { // its mapped target, as in weakFallback
         put32<Big>(place, 0);
         return true;
     }

@@ -115,6 +115,9 @@ struct FieldCase {
 
 const FieldCase fieldCases[] = {
     {"ADDR32 overwrites", 1, 4, 0x11111111, 0x8000, 0, 0x8000, true},
+    {"ADDR8", 3, 1, 0x11, 0xFF, 0, 0xFF, true},
+    {"ADDR16 in the file's order", 4, 2, 0x1111, 0x1234, 0, 0x1234, true},
+    {"ADDR16 beyond", 4, 2, 0x1111, 0x10000, 0, 0, false},
     {"REL24 backwards", 2, 4, 0xEB000000, 0x1000, 0x2000, 0xEBFFFBFE, true},
     {"REL24 farthest", 2, 4, 0xEA000000, 0x4000004, 0, 0xEAFFFFFF, true},
     {"REL24 beyond", 2, 4, 0xEA000000, 0x4000008, 0, 0xEA000000, false},
@@ -308,6 +311,7 @@ TEST(ElfARMFixupTable, WeakFallbackLandsOnTheNextInstruction) {
             runRow(elfARMFixupTable(big), c.type, link.entry, c.width, c.field, 0, 0x1000, big,
                    written);
             EXPECT_EQ(written, c.written) << "type " << c.type << std::hex << " " << written;
+            EXPECT_TRUE(link.entry.reports.all.empty());
         }
     }
 }

@@ -210,6 +210,15 @@ TEST(ElfMIPSFixupTable, MarkedTargetsChangeInstructionSet) {
 }
 
 TEST(ElfMIPSFixupTable, WordAddsInBigAndStoresInLittleFiles) {
+    for (bool big : {true, false}) { // "16" adds in the file's order
+        MipsLink link;
+        uint32_t written;
+        EXPECT_TRUE(
+            runRow(elfMIPSFixupTable(big), 1, link.entry, 2, 0x0110, 0xFEEF, 0, big, written));
+        EXPECT_EQ(written, 0xFFFFu);
+        EXPECT_FALSE(
+            runRow(elfMIPSFixupTable(big), 1, link.entry, 2, 0x0110, 0xFEF0, 0, big, written));
+    }
     for (uint32_t type : {2u, 3u}) {
         MipsLink link;
         FakeSymbol &f = link.object.symbol("f").withOther(0xF0).in(link.text);
