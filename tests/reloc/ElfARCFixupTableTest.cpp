@@ -21,7 +21,6 @@ constexpr uint32_t base = 0x8000; // B, the small-data base of the output
 
 // How a field lies in the bytes.
 enum class Layout {
-    byte,   // one byte
     half,   // 16 bits in the file's order
     triple, // 24 bits in the file's order
     word,   // 32 bits in the file's order
@@ -35,9 +34,6 @@ std::vector<uint8_t> bytesOf(uint32_t value, Layout layout, bool bigEndian) {
     };
     std::vector<uint8_t> bytes;
     switch (layout) {
-    case Layout::byte:
-        put(bytes, value, 1);
-        break;
     case Layout::half:
         put(bytes, value, 2);
         break;
@@ -77,12 +73,8 @@ const Layout W = Layout::word, H2 = Layout::halves, H = Layout::half;
 const bool rel = false, rela = true;
 
 const Patch patches[] = {
-    // The generic rows.
-    {"ADDR8", 1, Layout::byte, 0x10, uint32_t(-0x80), 0, rel, 0x90, true},
+    // Rows of the generic routines take the forms of the table's byte order.
     {"ADDR16 over", 2, H, 0xFFF0, 0x10, 0, rel, 0x0000, false},
-    {"ADDR24", 3, Layout::triple, 0xABCDEF, 0x12345678, 0, rel, 0x345678, true},
-    {"NADDR8", 8, Layout::byte, 0x00, 0, 0, rel, 0x04, true},
-    {"NADDR16", 9, H, 0x1000, 0, 0, rel, 0x0F04, true},
     {"NADDR24", 10, Layout::triple, 0x1000, 0, 0, rel, 0x0F04, true},
 
     // Whole words.
@@ -586,22 +578,6 @@ TEST(ArcFixupTable, SmallDataReports) {
     EXPECT_EQ(overflow(".sbss"), Texts{});
     EXPECT_EQ(overflow(".got"), Texts{});
     EXPECT_EQ(overflow(".data"), outside);
-}
-
-// The whole report: the entry's header, then the routine's text.
-TEST(ArcFixupTable, ReportNamesTheEntryAndItsTarget) {
-    FakeObjectFile object("a.o");
-    TestEntry entry;
-    entry.symbol = &object.symbol("sym").global().in(object.section(".data"));
-    entry.offset = 0x10;
-    entry.entryIndex = 3;
-    uint8_t bytes[4] = {0, 0, 0, 0};
-    elfARCFixupTable(false).lookup(33)->fixup(entry, bytes, 0x100, 0);
-    EXPECT_EQ(entry.capture.reports,
-              std::vector<std::string>{
-                  "E: In <NULL>, section ??? at 0x10,\n|\t(relocation record #3 of type TEST) "
-                  "refs symbol \"sym\":\n|\t8-bit section relative reference to symbol \"sym\" "
-                  "is out of range."});
 }
 
 // Without a symbol the target's name is the section's, without either "???".

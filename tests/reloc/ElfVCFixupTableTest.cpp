@@ -46,7 +46,6 @@ const Patch patches[] = {
     {"8 high", 3, {0x55}, 0xFF, 0, {0xFF}, true},
     {"8 above", 3, {0x55}, 0x100, 0, {0x00}, false},
     {"8 low", 3, {0x55}, uint32_t(-0x80), 0, {0x80}, true},
-    {"16", 2, {}, 0x1234, 0, {0x34, 0x12}, true},
     {"32", 1, {}, 0x12345678, 0, {0x78, 0x56, 0x34, 0x12}, true},
 
     // vcByteS16, vcHalfS16, vcWordS16.
