@@ -210,7 +210,8 @@ bool gpRelative32(ElfFixupTable &table, RelocationDescriptor &entry, uint8_t *pl
 // ---- Global offset table forms --------------------------------------------
 
 // The distance of a .got entry from the global pointer, into the
-// instruction; false when it is beyond a signed 16-bit number.
+// instruction; false when it is beyond a signed 16-bit number.  An output
+// without a .got counts the table at address 0.
 template <bool Big> bool gotDistance(RelocationDescriptor &entry, uint8_t *place, uint32_t at) {
     GotSectionTable *got = gotOf(entry);
     int32_t e = static_cast<int32_t>((got ? got->address() : 0) - gpBase(entry) + at);
