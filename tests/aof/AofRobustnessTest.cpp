@@ -6,6 +6,7 @@
 #include "AofTestSupport.h"
 
 #include "aof/ArmUtil.h"
+#include "reloc/RelocationsIterator.h"
 
 namespace {
 
@@ -32,7 +33,8 @@ TEST_F(AofTest, ChunkFileHeaderAndRecordSwaps) {
 TEST_F(AofTest, EveryWordDamaged) {
     for (auto order : bothOrders) {
         AofBuilder aof(order);
-        aof.area("C$$code", AofBuilder::code, {1, 2, 3, 4, 5, 6, 7, 8}, {{4, 0x0A000000}});
+        aof.area("C$$code", AofBuilder::code, {1, 2, 3, 4, 5, 6, 7, 8},
+                 {{4, 0x0A000000}, {0, 0x07000002}, {4, 0x13000001}});
         aof.zeroArea("C$$zidata", 0, 0x40);
         aof.area("C$$data", 0, {1, 2, 3, 4});
         aof.symbol("main", 0x03, 0, "C$$code");
@@ -66,11 +68,20 @@ TEST_F(AofTest, EveryWordDamaged) {
                 object.eachSection([&](Section &area) {
                     area.name();
                     area.eachRawDataChunk(
-                        [&](uint32_t, uint32_t n, uint8_t *bytes, RelocationsIterator *) {
-                            // The bytes handed out are all there to be read.
+                        [&](uint32_t, uint32_t n, uint8_t *bytes, RelocationsIterator *table) {
+                            // The bytes handed out are all there to be read,
+                            // and every relocation applies to a copy of them
+                            // or is refused with a report.
                             uint32_t sum = 0;
                             for (uint32_t i = 0; bytes && i < n; ++i)
                                 sum += bytes[i];
+                            std::vector<uint8_t> copy(bytes, bytes + n);
+                            table->setErrorContext(errors);
+                            table->each([&](RelocationDescriptor &entry) {
+                                if (entry.dataOffset() < n)
+                                    entry.apply(copy.data() + entry.dataOffset());
+                                return true;
+                            });
                             return sum != 0xFFFFFFFF;
                         });
                     return true;

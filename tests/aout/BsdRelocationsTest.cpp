@@ -344,3 +344,42 @@ TEST(BsdRelocationsDeathTest, RecordOperationsOutsideAVisit) {
     EXPECT_DEATH(entry.addend(), "BadRelocations::addend\\(\\) called invalidly");
     EXPECT_FALSE(entry.isPcRelative());
 }
+
+// Every word of the relocation records changed to values that damage it:
+// the file reads, and every record applies to a copy of its section's bytes
+// or is refused with a report, never patching outside the copy.
+TEST(BsdRelocations, DamagedRecordsApplyWithoutHarm) {
+    for (ByteOrder order : bothOrders) {
+        AoutBuilder b = sampleFile(order);
+        b.textRelocation(36, 1, true, 2, 0).textRelocation(0, 6, false, 7, 48);
+        b.dataRelocation(4, 2, true, 1, 0);
+        const std::vector<uint8_t> sound = b.build();
+        const uint32_t first = b.textOffset() + 48, end = first + 3 * 12;
+        int reports = 0;
+        for (uint32_t at = first; at < end; at += 4) {
+            for (uint32_t value : {0u, 0xFFFFFFFFu, 0x7FFFFFF0u, 39u, 0x1F000000u, 0xFF7FFFFFu}) {
+                std::vector<uint8_t> image = sound;
+                for (int i = 0; i < 4; ++i)
+                    image[at + i] = uint8_t(value >> (8 * i));
+                AoutReports errors;
+                auto object = readAout(image, errors);
+                for (BsdSection *section : {object->textSection(), object->dataSection()}) {
+                    auto &input = static_cast<BsdSectionFromInput &>(*section);
+                    // Guard bytes behind the copy stay as they are.
+                    std::vector<uint8_t> copy(input.contents(), input.contents() + input.size());
+                    copy.resize(copy.size() + 4, 0xA5);
+                    input.relocations()->setErrorContext(errors);
+                    input.relocations()->each([&](RelocationDescriptor &entry) {
+                        if (entry.dataOffset() < input.size())
+                            entry.apply(copy.data() + entry.dataOffset());
+                        return true;
+                    });
+                    for (uint32_t i = input.size(); i < copy.size(); ++i)
+                        EXPECT_EQ(copy[i], 0xA5) << at << " " << value;
+                }
+                reports += int(errors.lines.size());
+            }
+        }
+        EXPECT_GT(reports, 0);
+    }
+}
