@@ -193,4 +193,26 @@ TEST(CoffApply, UnresolvedRelativeInstruction) {
     }
 }
 
+// A link reads a section's contents with its entries applied in place.
+TEST(CoffApply, DataChunksComePatched) {
+    Reports reports;
+    LoadedCoff coff = loadCoff(callFile(), reports);
+    OutputSymbol ext("_ext", 0x5000, 1);
+    coff->symbolAt(1)->link = &ext;
+    NoOptions handler;
+    Args args("tnm", handler);
+    std::vector<uint8_t> seen;
+    coff->inputSectionAt(1)->eachDataChunk(
+        [&](uint32_t offset, uint32_t size, uint8_t *bytes) {
+            EXPECT_EQ(offset, 0u);
+            seen.assign(bytes, bytes + size);
+            return true;
+        },
+        args, reports, 0);
+    ASSERT_EQ(seen.size(), 16u);
+    EXPECT_EQ(fieldAt(seen, 12), 0x4FFCu);
+    EXPECT_EQ(fieldAt(seen, 4), 0x204u);
+    EXPECT_TRUE(reports.lines.empty());
+}
+
 } // namespace
