@@ -430,7 +430,7 @@ TEST_F(CombinedSectionTest, FlagsAndAttributes) {
     EXPECT_EQ(combined.sectionType(), SectionType::text);
 }
 
-TEST_F(CombinedSectionTest, StoredFieldsAndRelocationViews) {
+TEST_F(CombinedSectionTest, IdentityAndRelocationViews) {
     std::string text = ".text";
     CombinedSection combined(text.c_str(), &file);
     text[1] = 'X';
@@ -441,29 +441,29 @@ TEST_F(CombinedSectionTest, StoredFieldsAndRelocationViews) {
     EXPECT_EQ(combined.asCombinedSection(), &combined);
     EXPECT_EQ(combined.boundSection(), &combined);
     EXPECT_EQ(combined.offsetInCombinedSection(), 0u);
+    EXPECT_EQ(combined.reservedQuery(), 0u);
+    // What the layout side stores comes back unchanged.
     TestSymbol symbol(&file, ".text");
-    SectionGroup layoutGroup(0, nullptr, SectionGroup::none);
-    SectionGroup *group = &layoutGroup;
+    SectionGroup group(0, nullptr, SectionGroup::none);
     TestCombinedSection output("out", 0);
     combined.setIndex(7);
     combined.setSectionSymbol(&symbol);
     combined.setClass("CODE");
     combined.setNamedGroup("grp");
-    combined.setSectionGroup(group);
+    combined.setSectionGroup(&group);
     combined.setGroupOffset(0x30);
     combined.setFileOffset(0x400);
     combined.setOutputSection(&output);
     combined.setOutputSectionSpec(nullptr);
-    EXPECT_EQ(combined.index(), 7u);
+    EXPECT_EQ(
+        (std::vector<uint32_t>{combined.index(), combined.groupOffset(), combined.fileOffset()}),
+        (std::vector<uint32_t>{7, 0x30, 0x400}));
     EXPECT_EQ(combined.sectionSymbol(), &symbol);
     EXPECT_STREQ(combined.sectionClass(), "CODE");
     EXPECT_STREQ(combined.namedGroup(), "grp");
-    EXPECT_EQ(combined.sectionGroup(), group);
-    EXPECT_EQ(combined.groupOffset(), 0x30u);
-    EXPECT_EQ(combined.fileOffset(), 0x400u);
+    EXPECT_EQ(combined.sectionGroup(), &group);
     EXPECT_EQ(combined.outputSection(), &output);
     EXPECT_EQ(combined.outputSectionSpec(), nullptr);
-    EXPECT_EQ(combined.reservedQuery(), 0u);
     // Members without relocation tables: both views are made once and empty.
     LayoutSection &a = section("a", 4);
     combined.appendSection(&a);
@@ -476,6 +476,45 @@ TEST_F(CombinedSectionTest, StoredFieldsAndRelocationViews) {
     EXPECT_NE(outputView, view);
     EXPECT_EQ(combined.outputRelocations(), outputView);
     EXPECT_EQ(outputView->count(), 0u);
+}
+
+// A relocation table of a given number of entries that only counts, and
+// keeps the base offset and error context that it was given.
+class CountingTable : public RelocationsIterator {
+public:
+    explicit CountingTable(uint32_t entries) : entries(entries) {}
+    void setErrorContext(ErrorContext &context) override { errors = &context; }
+    void each(RelocationVisitor) override {}
+    uint32_t count() override { return entries; }
+    void setBaseOffset(uint32_t offset) override { base = offset; }
+
+    uint32_t entries;
+    ErrorContext *errors = nullptr;
+    uint32_t base = 0;
+};
+
+TEST_F(CombinedSectionTest, RelocationsOfTheMembers) {
+    CombinedSection combined(".text", &file);
+    LayoutSection &a = section("a", 8);
+    LayoutSection &none = section("none", 4);
+    LayoutSection &b = section("b", 4);
+    CountingTable aTable(3), bTable(4), aOutput(1), bOutput(2);
+    a.table = &aTable;
+    b.table = &bTable;
+    a.outputTable = &aOutput;
+    b.outputTable = &bOutput;
+    combined.appendSection(&a);
+    combined.appendSection(&none);
+    combined.appendSection(&b);
+    Captured captured;
+    combined.configureRelocations(0, 0, captured.errors);
+    combined.relocations()->setBaseOffset(0x100);
+    EXPECT_EQ(combined.relocations()->count(), 7u);
+    EXPECT_EQ(aTable.errors, &captured.errors);
+    EXPECT_EQ(bTable.base, 0x10Cu);
+    // The output view asks each member for its output relocations.
+    EXPECT_EQ(combined.outputRelocations()->count(), 3u);
+    EXPECT_EQ(aOutput.errors, nullptr);
 }
 
 } // namespace

@@ -23,7 +23,8 @@ public:
     bool isBss() override { return bss; }
     bool isAbsolute() override { return absolute; }
     bool adjustSize() override { return sizeChanges; }
-    RelocationsIterator *relocations() override { return nullptr; }
+    RelocationsIterator *relocations() override { return table; }
+    RelocationsIterator *outputRelocations() override { return outputTable; }
     // Once mapped, the address comes from the combined section as usual.
     uint32_t address() override { return combined ? RelocatableSection::address() : at; }
     void setAddress(uint32_t value) override { at = value; }
@@ -60,4 +61,6 @@ public:
     uint32_t chunkSize = 0;
     // Added to every chunk's offset: a section that yields past its end.
     uint32_t chunkShift = 0;
+    RelocationsIterator *table = nullptr;
+    RelocationsIterator *outputTable = nullptr;
 };

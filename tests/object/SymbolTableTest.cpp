@@ -120,127 +120,67 @@ TEST_F(SymbolTableTest, ResolutionOfTwoSymbolsOfOneName) {
         const char *what;
         Make first, second;
         bool secondWins, winnerPlaced;
-        const char *report;
+        std::string report;
         bool secondReferenced = false;
     };
+    // Each case: the first symbol, the second, whether the second wins,
+    // whether the winner holds a slot, the report, and whether the second
+    // was marked referenced.  Files: a.o and b.o relocatable, x.so shared.
+    // Kinds: D defined in a section, A absolute, C common, U undefined.
+    const char *const inconsistent = "[t] (Warning) Size of symbol x is inconsistent between\n|\t";
+    const std::string multiply = "[t] \"x\" is multiply defined in a.o and b.o\n";
+    // clang-format off
     const Case cases[] = {
         {"shared reference, then a definition", {"x.so", 'U'}, {"a.o", 'D'}, true, true, "", true},
         {"reference, then a definition", {"a.o", 'U'}, {"b.o", 'D'}, true, true, ""},
         {"reference, then a common", {"a.o", 'U'}, {"b.o", 'C', false, 4}, true, false, ""},
         {"weak reference, then a strong one", {"a.o", 'U', true}, {"b.o", 'U'}, true, true, ""},
         {"weak reference, then a strong one of a shared object",
-         {"a.o", 'U', true},
-         {"x.so", 'U'},
-         false,
-         false,
-         ""},
+         {"a.o", 'U', true}, {"x.so", 'U'}, false, false, ""},
         {"two references", {"a.o", 'U'}, {"b.o", 'U', true}, false, false, ""},
         {"definition, then a reference", {"a.o", 'D'}, {"b.o", 'U'}, false, true, ""},
         {"shared definition, then a reference", {"x.so", 'D'}, {"a.o", 'U'}, false, true, ""},
         {"commons of one size", {"a.o", 'C', false, 8}, {"b.o", 'C', false, 8}, false, false, ""},
-        {"a larger common",
-         {"a.o", 'C', false, 8},
-         {"b.o", 'C', false, 16},
-         true,
-         false,
-         "[t] (Warning) Size of symbol x is inconsistent between\n|\ta.o and b.o\n"},
-        {"a smaller common",
-         {"a.o", 'C', false, 16},
-         {"b.o", 'C', false, 8},
-         false,
-         false,
-         "[t] (Warning) Size of symbol x is inconsistent between\n|\ta.o and b.o\n"},
+        {"a larger common", {"a.o", 'C', false, 8}, {"b.o", 'C', false, 16}, true, false,
+         inconsistent + std::string("a.o and b.o\n")},
+        {"a smaller common", {"a.o", 'C', false, 16}, {"b.o", 'C', false, 8}, false, false,
+         inconsistent + std::string("a.o and b.o\n")},
         {"a common of no size", {"a.o", 'C', false, 16}, {"b.o", 'C'}, false, false, ""},
-        {"a shared common gives way to a smaller one",
-         {"x.so", 'C', false, 8},
-         {"a.o", 'C', false, 4},
-         true,
-         false,
-         "[t] (Warning) Size of symbol x is inconsistent between\n|\tx.so and a.o\n",
-         true},
-        {"common, then smaller data",
-         {"a.o", 'C', false, 16},
-         {"b.o", 'D', false, 8, data},
-         true,
-         true,
-         "[t] (Warning) Common symbol x (in file a.o) is ofsize 16\n|\twhich is larger than "
-         "actual size, 8, as defined in b.o\n"},
-        {"common, then untyped data of no size",
-         {"a.o", 'C', false, 16},
-         {"b.o", 'D', false, 0, none},
-         true,
-         true,
-         ""},
-        {"common, then a function",
-         {"a.o", 'C', false, 4},
-         {"b.o", 'D', false, 4, function},
-         true,
-         true,
-         "[t] (Warning) Symbol \"x\" (a.o) is common data,\n|\tbut is being resolved to a "
-         "function in b.o\n|\tby the same name.\n"},
-        {"common, then a function of a shared object",
-         {"a.o", 'C', false, 4},
-         {"x.so", 'D', false, 4, function},
-         false,
-         false,
-         "[t] (Warning) Symbol \"x\" (a.o) is common data,\n|\tbut DLL x.so exports a function "
-         "by the same name.\n"},
-        {"definition, then a larger common",
-         {"a.o", 'D', false, 8},
-         {"b.o", 'C', false, 16},
-         false,
-         true,
-         "[t] (Warning) Common symbol x (in file b.o) is ofsize 16\n|\twhich is larger than "
-         "actual size, 8, as defined in a.o\n"},
-        {"definition of no size, then a common",
-         {"a.o", 'D'},
-         {"b.o", 'C', false, 16},
-         false,
-         true,
-         ""},
-        {"absolutes of one value",
-         {"a.o", 'A', false, 0, none, 5},
-         {"b.o", 'A', false, 0, none, 5},
-         false,
-         true,
-         ""},
-        {"absolutes of two values",
-         {"a.o", 'A', false, 0, none, 5},
-         {"b.o", 'A', false, 0, none, 6},
-         false,
-         true,
-         "[t] \"x\" is multiply defined in a.o and b.o\n"},
+        {"a shared common gives way to a smaller one", {"x.so", 'C', false, 8},
+         {"a.o", 'C', false, 4}, true, false, inconsistent + std::string("x.so and a.o\n"), true},
+        {"common, then smaller data", {"a.o", 'C', false, 16}, {"b.o", 'D', false, 8, data},
+         true, true, "[t] (Warning) Common symbol x (in file a.o) is ofsize 16\n|\twhich is "
+         "larger than actual size, 8, as defined in b.o\n"},
+        {"common, then untyped data of no size", {"a.o", 'C', false, 16}, {"b.o", 'D'},
+         true, true, ""},
+        {"common, then a function", {"a.o", 'C', false, 4}, {"b.o", 'D', false, 4, function},
+         true, true, "[t] (Warning) Symbol \"x\" (a.o) is common data,\n|\tbut is being "
+         "resolved to a function in b.o\n|\tby the same name.\n"},
+        {"common, then a function of a shared object", {"a.o", 'C', false, 4},
+         {"x.so", 'D', false, 4, function}, false, false, "[t] (Warning) Symbol \"x\" (a.o) "
+         "is common data,\n|\tbut DLL x.so exports a function by the same name.\n"},
+        {"definition, then a larger common", {"a.o", 'D', false, 8}, {"b.o", 'C', false, 16},
+         false, true, "[t] (Warning) Common symbol x (in file b.o) is ofsize 16\n|\twhich is "
+         "larger than actual size, 8, as defined in a.o\n"},
+        {"definition of no size, then a common", {"a.o", 'D'}, {"b.o", 'C', false, 16},
+         false, true, ""},
+        {"absolutes of one value", {"a.o", 'A', false, 0, none, 5},
+         {"b.o", 'A', false, 0, none, 5}, false, true, ""},
+        {"absolutes of two values", {"a.o", 'A', false, 0, none, 5},
+         {"b.o", 'A', false, 0, none, 6}, false, true, multiply},
         {"strong, then weak", {"a.o", 'D'}, {"b.o", 'D', true}, false, true, ""},
         {"weak, then strong", {"a.o", 'D', true}, {"b.o", 'D'}, true, true, ""},
         {"weak, then strong of a shared object", {"a.o", 'D', true}, {"x.so", 'D'}, true, true, ""},
-        {"shared definition, then a relocatable one",
-         {"x.so", 'D'},
-         {"a.o", 'D'},
-         true,
-         true,
-         "",
+        {"shared definition, then a relocatable one", {"x.so", 'D'}, {"a.o", 'D'}, true, true, "",
          true},
-        {"two definitions",
-         {"a.o", 'D'},
-         {"b.o", 'D'},
-         false,
-         true,
-         "[t] \"x\" is multiply defined in a.o and b.o\n"},
-        {"two versions in one shared object",
-         {"x.so", 'D', false, 0, none, 0, 2},
-         {"x.so", 'D', false, 0, none, 0, 3},
-         true,
-         false,
-         "",
-         true},
-        {"an older version in one shared object",
-         {"x.so", 'D', false, 0, none, 0, 3},
-         {"x.so", 'D', false, 0, none, 0, 2},
-         false,
-         false,
-         ""},
+        {"two definitions", {"a.o", 'D'}, {"b.o", 'D'}, false, true, multiply},
+        {"two versions in one shared object", {"x.so", 'D', false, 0, none, 0, 2},
+         {"x.so", 'D', false, 0, none, 0, 3}, true, false, "", true},
+        {"an older version in one shared object", {"x.so", 'D', false, 0, none, 0, 3},
+         {"x.so", 'D', false, 0, none, 0, 2}, false, false, ""},
         {"definition, then a shared one", {"a.o", 'D'}, {"x.so", 'D'}, false, true, ""},
     };
+    // clang-format on
     for (const Case &c : cases) {
         Captured reports;
         SymbolTable table(reports.errors);
@@ -435,22 +375,18 @@ TEST_F(SymbolTableTest, AliasesInASharedObject) {
     for (Symbol *s :
          std::initializer_list<Symbol *>{&main, &alias, &other, &undefinedAlias, &elsewhere})
         table.enter(s);
-    std::vector<std::string> found;
-    table.eachAlias(
-        [&](Symbol &s) {
-            found.push_back(s.name());
-            return true;
-        },
-        main);
-    EXPECT_EQ(found, (std::vector<std::string>{"main", "alias"}));
-    found.clear();
-    table.eachAlias(
-        [&](Symbol &s) {
-            found.push_back(s.name());
-            return true;
-        },
-        elsewhere);
-    EXPECT_TRUE(found.empty());
+    auto aliasesOf = [&](Symbol &symbol) {
+        std::vector<std::string> found;
+        table.eachAlias(
+            [&](Symbol &s) {
+                found.push_back(s.name());
+                return true;
+            },
+            symbol);
+        return found;
+    };
+    EXPECT_EQ(aliasesOf(main), (std::vector<std::string>{"main", "alias"}));
+    EXPECT_TRUE(aliasesOf(elsewhere).empty());
 }
 
 TEST_F(SymbolTableTest, Summary) {
