@@ -9,6 +9,7 @@
 #include "kit/AoutBuilder.h"
 #include "kit/RelocationChecks.h"
 #include "object/ObjectTestKit.h"
+#include "support/sprintf.h"
 
 #include <gtest/gtest.h>
 
@@ -75,6 +76,11 @@ TEST(BsdRelocations, RecordsOfEitherOrderWithAddendsMadeRelative) {
                                   "#4 @10 - -1 31?\n")
             << order;
         EXPECT_EQ(text.count(), 5u);
+        char shown[256];
+        StringFormatOut out(shown, sizeof shown);
+        text.display(out);
+        EXPECT_STREQ(out.text(), "@0x0: _var[#0]+4\n@0x4: .data+8\n@0x8: .bss+8\n"
+                                 "@0xc: .text+12\n@0x10:-1\n");
         auto &table = static_cast<BsdRelocations &>(text);
         EXPECT_EQ(table.recordCount(), 5u);
         EXPECT_EQ(table.objectFile(), object.get());
