@@ -35,8 +35,8 @@ struct RelocationOptions {
     uint8_t dynamicOutput = 0;           // the output is a dynamic object
     uint8_t referencesCheck = 0;         // position-independent output
     uint8_t referencesCheckOverride = 0; // dynamic symbols are wanted
-    uint8_t reservedExports = 1;         // copy of noExports; read by nobody here
-    uint8_t reservedRelocatable = 0;     // copy of relocatableSwitch; read by nobody here
+    uint8_t reservedExports = 1;         // copy of noExports
+    uint8_t reservedRelocatable = 0;     // copy of relocatableSwitch
     uint8_t lastOption = 0;              // section-relative entries are resolved, not carried
 };
 
