@@ -90,8 +90,13 @@ uint32_t SymbolTable::hashName(const char *name) {
 }
 
 SymbolTableEntry *SymbolTable::findEntry(const char *name, uint32_t &bucket) {
-    bucket = hashName(name);
     ++lookups;
+    // No name has no entry (a symbol without a name is never entered).
+    if (!name) {
+        bucket = 0;
+        return nullptr;
+    }
+    bucket = hashName(name);
     for (uint32_t row = buckets[bucket]; row != 0; row = entries[row].next) {
         SymbolTableEntry &entry = entries[row];
         if (entry.name[0] != name[0]) continue;
@@ -325,11 +330,12 @@ void SymbolTable::remove(Symbol *symbol) {
     uint32_t bucket;
     SymbolTableEntry *entry = findEntry(name, bucket);
     uint32_t row = entry ? static_cast<uint32_t>(entry - entries.begin()) : 0;
+    if (row == 0) botch("Assertion failure: can't remove symbol %s\n", name ? name : "(null)");
     // Unlink the row from its chain: either the head or behind another row.
     uint32_t *link = &buckets[bucket];
     while (*link != 0 && *link != row)
         link = &entries[*link].next;
-    if (row == 0 || *link != row) botch("Assertion failure: can't remove symbol %s\n", name);
+    if (*link != row) botch("Assertion failure: can't remove symbol %s\n", name);
     *link = entries[row].next;
     entries[row].symbol = nullptr;
     entries[row].next = freeEntries;

@@ -61,7 +61,8 @@ class SymbolTable : public SymbolCollection {
 public:
     static constexpr uint32_t hashSize = 512;
 
-    // Reports go to `errorContext`, which outlives the table.
+    // Reports go to `errorContext`, which outlives the table; being a
+    // reference, it is always there to report to.
     explicit SymbolTable(ErrorContext &errorContext);
     SymbolTable(const SymbolTable &) = delete;
     SymbolTable &operator=(const SymbolTable &) = delete;

@@ -350,6 +350,7 @@ TEST_F(SymbolTableTest, HashBucketsAndCounters) {
     EXPECT_NE(SymbolTable::hashName("X023456789"), SymbolTable::hashName("X123456789"));
     EXPECT_EQ(table.lookupCount(), 5u);
     EXPECT_EQ(table.compareCount(), 2u);
+    EXPECT_EQ(table.find(nullptr), nullptr);
 }
 
 TEST_F(SymbolTableTest, DotlessNames) {
