@@ -3,8 +3,12 @@
 #include "elf/Elf32Extractor.h"
 #include "elf/ElfObjectFile.h"
 #include "input/FileName.h"
+#include "reloc/ElfARCFixupTable.h"
 #include "reloc/ElfARMFixupTable.h"
 #include "reloc/ElfMIPSFixupTable.h"
+#include "reloc/ElfOtherFixupTables.h"
+#include "reloc/ElfPPCFixupTable.h"
+#include "reloc/ElfVCFixupTable.h"
 #include "reloc/reloc.h"
 #include "support/botch.h"
 #include "support/error.h"
@@ -49,19 +53,26 @@ int32_t signExtend16(uint32_t value) {
 
 ElfFixupTable &elfFixupTableFor(uint16_t machine, bool bigEndian) {
     switch (machine) {
+    case EM_SPARC:
+        return elfSPARCFixupTable();
+    case EM_386:
+        return elfI386FixupTable();
     case EM_MIPS:
         return elfMIPSFixupTable(bigEndian);
+    case EM_PPC_IBM:
+    case EM_PPC:
+        return elfPPCFixupTable(bigEndian);
     case EM_ARM:
         return elfARMFixupTable(bigEndian);
-    // Machines whose tables are not in this program yet fall to the table
-    // of one row:
-    //   2 SPARC           elfSPARCFixupTable()            ElfOtherFixupTables.h
-    //   3 Intel 386       elfI386FixupTable()             ElfOtherFixupTables.h
-    //   0x11, 0x14 PPC    elfPPCFixupTable(bigEndian)     ElfPPCFixupTable.h
-    //   0x2D, 0x5D ARC    elfARCFixupTable(bigEndian)     ElfARCFixupTable.h
-    //   0x5F VideoCore    elfVCFixupTable()               ElfVCFixupTable.h
-    //   0x63 PJ           elfPJCFixupTable(bigEndian)     ElfOtherFixupTables.h
-    //   0x9999 NM         elfNMFixupTable(bigEndian)      ElfOtherFixupTables.h
+    case EM_ARC:
+    case 0x5D:
+        return elfARCFixupTable(bigEndian);
+    case 0x5F: // VideoCore: one table for both orders
+        return elfVCFixupTable();
+    case 0x63: // PJ
+        return elfPJCFixupTable(bigEndian);
+    case 0x9999: // NM
+        return elfNMFixupTable(bigEndian);
     default:
         return unknownMachineTable();
     }

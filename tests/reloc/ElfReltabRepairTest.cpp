@@ -152,35 +152,42 @@ std::vector<uint8_t> corpusFile(const char *name) {
 
 // Real objects of five processors: the count and the first records of their
 // .text tables as readelf -r -W shows them (a section symbol by its
-// section's name; a REL record's addend stays in the bytes).
+// section's name; a REL record's addend stays in the bytes), and the name
+// of the first type in the table of each machine.
 TEST(ReltabCorpus, TablesOfRealObjects) {
     struct Case {
         const char *file;
         const char *table;
         uint32_t count;
+        const char *firstName; // the type name of the first entry
         std::vector<std::string> first;
     };
     const Case cases[] = {
         {"mips-shapes.o",
          ".rel.text",
          24,
+         "GPREL16",
          {"0 7 tunable 0", "34 5 shared_buffer 0", "38 6 shared_buffer 0", "3c 5 [.bss] 0",
           "40 6 [.bss] 0", "48 4 [.text] 0"}},
         {"arm-shapes.o",
          ".rel.text",
          20,
+         "SDTH5",
          {"c 40 - 0", "10 2 tunable 0", "28 2 counter 0", "98 28 optional_hook 0"}},
         {"ppc-shapes.o",
          ".rela.text",
          27,
+         "ADDR16_HA",
          {"2 6 tunable 0", "6 4 tunable 0", "3e 6 shared_buffer 0", "42 6 [.bss] 8"}},
         {"i386-shapes.o",
          ".rel.text",
          15,
+         "32",
          {"1 1 tunable 0", "43 1 shared_buffer 0", "4e 1 [.bss] 0", "65 1 [.data] 0"}},
         {"sparc-shapes.o",
          ".rela.text",
          27,
+         "HI22",
          {"4 9 tunable 0", "8 12 tunable 0", "28 9 shared_buffer 0", "2c 12 shared_buffer 0",
           "30 9 [.bss] 4"}},
     };
@@ -191,6 +198,10 @@ TEST(ReltabCorpus, TablesOfRealObjects) {
         ElfReltabSectionFromInput *table = elf.table(c.table);
         ASSERT_NE(table, nullptr) << c.file;
         EXPECT_EQ(elf.section(".text")->relocations(), static_cast<RelocationsIterator *>(table));
+        table->each([&](RelocationDescriptor &entry) {
+            EXPECT_STREQ(entry.typeName(), c.firstName) << c.file;
+            return false;
+        });
         std::vector<std::string> entries = entriesOf(*table);
         ASSERT_EQ(entries.size(), c.count) << c.file;
         entries.resize(c.first.size());
