@@ -132,6 +132,8 @@ PltTable *RelocationsIteratorWithTables::getPltTable() {
 
 // ---------------------------------------------------------------------------
 
+// A collection holds a few tables (one per input section of a kind), so its
+// array starts with room for two and grows two at a time.
 RelocationsIteratorAcrossCollection::RelocationsIteratorAcrossCollection() : members(2) {
     members.growth = 2;
 }
@@ -145,6 +147,7 @@ bool RelocationsIteratorAcrossCollection::isCollection() {
     return true;
 }
 void RelocationsIteratorAcrossCollection::add(RelocationsIterator *iterator) {
+    if (members.count >= members.capacity) members.resize(int32_t(members.capacity + 2));
     members.append(iterator);
 }
 
