@@ -178,6 +178,7 @@ public:
     ErrorContext *errors = nullptr;
     std::vector<uint32_t> baseOffsets;
     std::vector<std::string> special; // preprocessSpecialReference calls
+    std::vector<std::string> told;    // options and the run-time check
 
     explicit TestTable(std::vector<Row> rows = {}) : rows(std::move(rows)) {}
 
@@ -185,6 +186,13 @@ public:
     void setErrorContext(ErrorContext &errorContext) override { errors = &errorContext; }
     void each(RelocationVisitor visitor) override;
     void setBaseOffset(uint32_t offset) override { baseOffsets.push_back(offset); }
+    void setFirstOption(uint8_t option) override {
+        told.push_back("first " + std::to_string(option));
+    }
+    void setSecondOption(uint8_t option) override {
+        told.push_back("second " + std::to_string(option));
+    }
+    void suppressRunTimeCheck() override { told.push_back("suppress"); }
     void preprocessSpecialReference(RelocationDescriptor &entry, ObjectFile &,
                                     const RelocationOptions &) override;
 

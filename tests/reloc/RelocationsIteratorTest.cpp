@@ -175,6 +175,11 @@ TEST_F(Tables, ACollectionWalksItsMembersInOrder) {
     all.setBaseOffset(0x40);
     EXPECT_EQ(third->errorContext(), &reports);
     EXPECT_EQ(first->baseOffsets, (std::vector<uint32_t>{0x40}));
+    all.setFirstOption(2);
+    all.setSecondOption(1);
+    all.suppressRunTimeCheck();
+    for (TestTable *table : {first, second, third})
+        EXPECT_EQ(table->told, (std::vector<std::string>{"first 2", "second 1", "suppress"}));
     all.preprocessReferences(output, options);
     EXPECT_EQ(got.calls, (std::vector<std::string>{"markUsed", "addSection .data 16"}));
 }
