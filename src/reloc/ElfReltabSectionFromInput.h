@@ -96,6 +96,7 @@ public:
     bool nextTargetIs(uint32_t type, Symbol *&symbol);
     // Takes a table made for this file alone; it serves until the end.
     void keepFixupTable(std::unique_ptr<ElfFixupTable> table);
+    ElfFixupTable &fixupTable() { return *fixups; }
     // The fixup row of the current type, or null.
     const FixupRow *row();
     uint32_t recordOffset(uint32_t index) const {

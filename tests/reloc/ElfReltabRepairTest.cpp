@@ -3,6 +3,10 @@
 // objects from the corpus, compared with what readelf -r shows of them.
 #include "ElfReltabTestSupport.h"
 
+#include "elf/Elf32Extractor.h"
+#include "elf/Elf32Reader.h"
+#include "reloc/ElfMIPSFixupTable.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -143,6 +147,59 @@ TEST(ReltabMips16, JumpsInBothOrders) {
                   (std::vector<std::string>{"0 13 a 0", "4 13 a 0", "8 4 a 0", "c 4 a 0",
                                             "10 4 a 0", "14 5 a 0", "17 4 a 0", "100 4 a 0"}));
     }
+}
+
+// A MIPS file with a .reginfo record gets a table of its own, with the
+// global pointer value of the record; other files share one per order.
+TEST(ReltabMipsGp, TableOfTheFileWithRegisterInformation) {
+    for (ByteOrder order : {LittleEndian, BigEndian}) {
+        ReltabReports errors;
+        LoadedElf withGp = loadElf(objectWith(order, EM_MIPS, bytes(16))
+                                       .section(".reginfo", SHT_MIPS_REGINFO, SHF_ALLOC,
+                                                words(order, {0, 0, 0, 0, 0, 0x7FF0}))
+                                       .relocations(".rel.text", SHT_REL, ".text", {rela(0, 2, 7)})
+                                       .build(),
+                                   errors);
+        ElfFixupTable &own = withGp.table(".rel.text")->fixupTable();
+        EXPECT_NE(&own, &elfFixupTableFor(EM_MIPS, order == BigEndian));
+        EXPECT_EQ(static_cast<ElfMIPSFixupTable &>(own).gp, 0x7FF0u);
+        withGp.table(".rel.text")->each([&](RelocationDescriptor &entry) {
+            EXPECT_STREQ(entry.typeName(), "GPREL16");
+            return true;
+        });
+        LoadedElf without = loadElf(objectWith(order, EM_MIPS, bytes(16))
+                                        .relocations(".rel.text", SHT_REL, ".text", {rela(0, 2, 7)})
+                                        .build(),
+                                    errors);
+        EXPECT_EQ(&without.table(".rel.text")->fixupTable(),
+                  &elfFixupTableFor(EM_MIPS, order == BigEndian));
+    }
+}
+
+// Tables whose section table does not fit together: a target that has no
+// section object, a symbol table that is none.  The reader checks both
+// first, so only a caller's fault gets here.
+TEST(ReltabMisfitsDeathTest, TargetAndSymbolTable) {
+    ReltabReports errors;
+    std::vector<uint8_t> image = objectWith(LittleEndian, EM_386, bytes(16))
+                                     .relocations(".rel.text", SHT_REL, ".text", {rela(0, 2, 1)})
+                                     .build();
+    LoadedElf elf = loadElf(image, errors);
+    Elf32Reader reader(*elf.input);
+    Elf32Extractor extractor(reader);
+    Elf32_Shdr header = *elf.section(".rel.text")->elfHeader();
+    header.sh_info = 0;
+    EXPECT_DEATH(
+        makeElfReltabSection(".rel.text", extractor, EM_386, header, *elf.object, errors, nullptr),
+        "Section .rel.text doesn't have target section in test.o");
+    header.sh_info = 1;
+    header.sh_link = 1;
+    std::unique_ptr<ElfReltabSection> table =
+        makeElfReltabSection(".rel.text", extractor, EM_386, header, *elf.object, errors, nullptr);
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->count(), 1u);
+    EXPECT_DEATH(table->each([](RelocationDescriptor &) { return true; }),
+                 "ElfReltabSectionFromInput::each\\(\\) bad symtab");
 }
 
 std::vector<uint8_t> corpusFile(const char *name) {
