@@ -1,6 +1,7 @@
 #include "input/Processor.h"
 
 #include "elf/ElfSection.h"
+#include "input/arc5sdata.h"
 #include "object/ObjectFile.h"
 #include "object/Section.h"
 
@@ -174,9 +175,9 @@ void ArcA5Processor::prepareSmallData(ObjectFile &output) {
                          "smallData != nullptr");
             std::abort();
         }
-        // REMAP-HOOK: the small-data remapping reorders the members of
-        // `smallData` by access width and stores the base it chooses:
-        //     remapSmallData(*smallData, output, smallDataBase);
+        // The small-data remapping reorders the members of `smallData` by
+        // access width and stores the base it chooses.
+        remapSmallData(*smallData, output, smallDataBase);
         return true;
     });
 }
