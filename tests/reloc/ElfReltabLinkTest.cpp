@@ -198,6 +198,16 @@ TEST(ReltabApply, TypeWithoutRowEndsTheRun) {
     EXPECT_EQ(fatal, "Relocation type 9 not supported (e_machine = 118)");
 }
 
+// A record whose target got no place in the output, though its section is
+// allocated and no COMDAT section, is a fault of the link.
+TEST(ReltabApplyDeathTest, TargetInAnUnmappedSection) {
+    Linked link(SHT_RELA, {rela(0x4, 2, 1, 0)});
+    uint8_t data[32] = {};
+    EXPECT_DEATH(link.at(0, [&](RelocationDescriptor &entry) { entry.apply(data + 4); }),
+                 "In test.o, section .rela.text, entry #0: reloc entry can't ref symbol  for "
+                 "section .data@test.o!");
+}
+
 RelocationOptions optionsWith(uint8_t relocatable, uint8_t dynamic, uint8_t format = 3) {
     RelocationOptions options;
     options.outputFormat = format;
