@@ -224,7 +224,7 @@ struct MappedOutput {
     OutputSymbol dataSymbol{"DATA", 0, 7};
     OutputSection text{"TEXT", 0x1000, &textSymbol};
     OutputSection data{"DATA", 0x3000, &dataSymbol};
-    OutputSymbol ext{"_ext", 0x5000, 8};
+    OutputSymbol ext{"EXT", 0x5000, 8};
     OutputSymbol special{"_special", 0x40, 42, true};
 
     MappedOutput() {
@@ -281,7 +281,8 @@ TEST(CoffRelocations, SymbolIndicesInTheOutput) {
         EXPECT_EQ(adjustment, r.adjustment) << r.visit;
     }
     // _ext resolves to an output symbol that is not the linker's own and
-    // has no section: it is not mapped.
+    // has no section: it is not mapped, and the message names the symbol
+    // of the entry.
     out.t.at(2);
     int32_t adjustment;
     EXPECT_DEATH(out.t.table->symIndexOf(adjustment),
@@ -295,6 +296,13 @@ TEST(CoffRelocations, UnmappedTargetsEndTheRun) {
     t.at(0); // _local: .data has no combined section
     EXPECT_DEATH(t.table->symIndexOf(adjustment),
                  botchOf("CoffRelocationsIterator entry 0 for section .text in file test.o "
+                         "references _local; it isn't mapped!"));
+    // _ext resolved to _local: the message names the symbol whose section
+    // is not mapped.
+    t.coff->symbolAt(5)->link = t.coff->symbolAt(4);
+    t.at(2);
+    EXPECT_DEATH(t.table->symIndexOf(adjustment),
+                 botchOf("CoffRelocationsIterator entry 2 for section .text in file test.o "
                          "references _local; it isn't mapped!"));
     t.at(1); // .data itself
     EXPECT_DEATH(t.table->symIndexOf(adjustment),
