@@ -528,7 +528,10 @@ void ElfSectionFromFile::addRelocations(ElfSection &section) {
 
 void ElfSectionFromFile::markArch5Calls(ElfReltabSection &table) {
     // Architecture 5 interworking: a branch with link whose relocation has
-    // one of the plain call types becomes the interworking form of its type.
+    // one of the plain call types becomes the interworking form of its type:
+    // an ARM BL word (type 2), the first or second half of a Thumb BL (types
+    // 0x22, 0x23).  An instruction that does not lie inside the section
+    // whole keeps its type.
     bool little = file->isLittleEndian();
     uint32_t size = fileSize();
     table.each([&](RelocationDescriptor &) {
