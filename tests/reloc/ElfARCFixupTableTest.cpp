@@ -3,7 +3,7 @@
 // their texts, and the once-only report of an overfull small-data area.
 #include "reloc/ElfARCFixupTable.h"
 
-#include "FixupMessages.h"
+#include "RelocTestKit.h"
 
 #include "kit/FakeObjectFile.h"
 
@@ -11,9 +11,6 @@
 
 #include <string>
 #include <vector>
-
-using fixuptest::OutputWithBase;
-using fixuptest::TestEntry;
 
 namespace {
 
@@ -442,8 +439,8 @@ TEST_P(ArcPatch, WritesBothOrdersAndReports) {
     for (bool bigEndian : {true, false}) {
         SCOPED_TRACE(bigEndian ? "big endian" : "little endian");
         FakeObjectFile object("a.o");
-        OutputWithBase output(base);
-        TestEntry entry;
+        FixupOutput output(base);
+        ReportingEntry entry;
         entry.symbol = &object.symbol("sym").global().in(object.section(".data"));
         entry.output = &output;
         entry.explicitAddend = p.rela;
@@ -454,7 +451,7 @@ TEST_P(ArcPatch, WritesBothOrdersAndReports) {
         const FixupRow *row = elfARCFixupTable(bigEndian).lookup(p.type);
         EXPECT_EQ(row->fixup(entry, bytes.data(), p.value, p.address), p.fits);
         EXPECT_EQ(bytes, bytesOf(p.written, p.layout, bigEndian));
-        EXPECT_EQ(entry.capture.texts(), p.texts);
+        EXPECT_EQ(entry.reports.texts(), p.texts);
     }
 }
 
@@ -555,9 +552,9 @@ TEST(ArcFixupTable, BothOrdersShareNamesKindsAndFlagsButNotRoutines) {
 // once-only report, so its flag is clear here.
 TEST(ArcFixupTable, SmallDataReports) {
     FakeObjectFile object("a.o");
-    OutputWithBase output(base);
+    FixupOutput output(base);
     auto overflow = [&](const char *section) {
-        TestEntry entry;
+        ReportingEntry entry;
         entry.symbol = &object.symbol("far").global().in(object.section(section));
         entry.output = &output;
         entry.explicitAddend = true;
@@ -566,7 +563,7 @@ TEST(ArcFixupTable, SmallDataReports) {
             elfARCFixupTable(true).lookup(arc::sdaLdst2)->fixup(entry, bytes, base + 0x400, 0));
         EXPECT_EQ(bytes[1], 0x00); // the number 0x100 is written all the same
         EXPECT_EQ(bytes[2], 0x80);
-        return entry.capture.texts();
+        return entry.reports.texts();
     };
     using Texts = std::vector<std::string>;
     const Texts outside = {"E: Small-data reference to symbol \"far\" is not in small-data area."};
@@ -584,11 +581,11 @@ TEST(ArcFixupTable, SmallDataReports) {
 TEST(ArcFixupTable, TargetNamesInTexts) {
     FakeObjectFile object("a.o");
     for (bool withSection : {true, false}) {
-        TestEntry entry;
+        ReportingEntry entry;
         if (withSection) entry.target = &object.section(".text");
         uint8_t bytes[4] = {0, 0, 0, 0};
         elfARCFixupTable(false).lookup(15)->fixup(entry, bytes, 2, 0);
-        EXPECT_EQ(entry.capture.texts(),
+        EXPECT_EQ(entry.reports.texts(),
                   std::vector<std::string>{
                       withSection
                           ? "E: Word aligned branch to symbol \".text\" is not word aligned"

@@ -4,7 +4,7 @@
 // without direct reach, the region forms and the texts of the reports.
 #include "reloc/ElfARMFixupTable.h"
 
-#include "LinkFixtures.h"
+#include "RelocTestKit.h"
 
 #include "object/SectionGroup.h"
 #include "reloc/Args.h"
@@ -201,10 +201,12 @@ const FieldCase fieldCases[] = {
 struct ArmLink {
     FakeObjectFile object{"a.o"};
     LinkSection text{object, ".text", 0x8000};
-    LinkEntry entry;
+    ReportingEntry entry;
 
     ArmLink() {
         entry.sectionOf = &text;
+        entry.entryIndex = 3;
+        entry.offset = 0x40;
         entry.target = &text;
     }
 };
@@ -219,7 +221,7 @@ TEST(ElfARMFixupTable, FieldRoutinesInBothOrders) {
                                c.address, big, written);
             EXPECT_EQ(written, c.written) << std::hex << written;
             EXPECT_EQ(fits, c.fits);
-            EXPECT_TRUE(link.entry.reports.all.empty());
+            EXPECT_TRUE(link.entry.reports.reports.empty());
         }
     }
 }
@@ -278,10 +280,10 @@ TEST(ElfARMFixupTable, WordMarksThumbTargetsAndNeedsATarget) {
         EXPECT_TRUE(
             runRow(elfARMFixupTable(big), 1, link.entry, 4, 0xCAFE, 0x9000, 0, big, written));
         EXPECT_EQ(written, 0xCAFEu);
-        ASSERT_EQ(link.entry.reports.all.size(), 1u);
-        EXPECT_EQ(link.entry.reports.all[0],
-                  link.entry.errorWith("section \"???\"", "In a.o: relocation at 0x40 in section "
-                                                          ".text\n|\t\t references no symbol."));
+        ASSERT_EQ(link.entry.reports.reports.size(), 1u);
+        EXPECT_EQ(link.entry.reports.reports[0],
+                  errorOfEntry3("section \"???\"", "In a.o: relocation at 0x40 in section "
+                                                   ".text\n|\t\t references no symbol."));
     }
 }
 
@@ -311,7 +313,7 @@ TEST(ElfARMFixupTable, WeakFallbackLandsOnTheNextInstruction) {
             runRow(elfARMFixupTable(big), c.type, link.entry, c.width, c.field, 0, 0x1000, big,
                    written);
             EXPECT_EQ(written, c.written) << "type " << c.type << std::hex << " " << written;
-            EXPECT_TRUE(link.entry.reports.all.empty());
+            EXPECT_TRUE(link.entry.reports.reports.empty());
         }
     }
 }
@@ -321,14 +323,14 @@ TEST(ElfARMFixupTable, WeakFallbackLandsOnTheNextInstruction) {
 // A link whose static base is at 0x10000; the target "d" lies at 0x12345 in
 // ".data", which is or is not in the data segment.
 struct StaticBaseLink : ArmLink {
-    LinkOutput output;
+    FixupOutput output;
     CellTable cells;
     SectionGroup segment{0, nullptr, 0x12000};
     LinkSection data{object, ".data", 0x12000};
     FakeSymbol &d = object.symbol("d");
 
     explicit StaticBaseLink(bool inSegment) {
-        output.base = 0x10000;
+        output.sda = 0x10000;
         output.cells = &cells;
         cells.tableBase = 0x30000;
         cells.cell = 0x10;
@@ -383,14 +385,14 @@ TEST(ElfARMFixupTable, StaticBaseFormsReachingDirectly) {
 TEST(ElfARMFixupTable, StaticBaseHighBelowTheBaseAndOutOfReach) {
     for (bool big : {true, false}) {
         StaticBaseLink link(true);
-        link.output.base = 0x20000; // E = -0xDCBB, R = -0xD000
+        link.output.sda = 0x20000; // E = -0xDCBB, R = -0xD000
         EXPECT_EQ(link.run(19, 0xE28B0000, big), 0xE24B0A0Du);
-        EXPECT_TRUE(link.entry.reports.all.empty());
-        link.output.base = 0x12345 - 0x111000; // R = 0x111000: no rotation fits
+        EXPECT_TRUE(link.entry.reports.reports.empty());
+        link.output.sda = 0x12345 - 0x111000; // R = 0x111000: no rotation fits
         EXPECT_EQ(link.run(19, 0xE28B0000, big), 0xE28B0FFFu);
-        ASSERT_EQ(link.entry.reports.all.size(), 1u);
-        EXPECT_EQ(link.entry.reports.all[0],
-                  link.entry.errorWith("symbol \"d\"", "Target is out of range"));
+        ASSERT_EQ(link.entry.reports.reports.size(), 1u);
+        EXPECT_EQ(link.entry.reports.reports[0],
+                  errorOfEntry3("symbol \"d\"", "Target is out of range"));
     }
 }
 
@@ -404,24 +406,24 @@ TEST(ElfARMFixupTable, StaticBaseFormsThroughTheOffsetTable) {
         // SBHI: a load of the cell at 0x30010 - 0x10000.
         EXPECT_EQ(link.run(19, 0xE28B0FFF, big), 0xE59B0010u);
         EXPECT_EQ(link.cells.asked, "section .data+845");
-        link.output.base = 0x40000; // the cell lies 0xFFF0 below the base
+        link.output.sda = 0x40000; // the cell lies 0xFFF0 below the base
         EXPECT_EQ(link.run(19, 0xE28B0000, big), 0xE51B0FF0u);
         // SBOFFHI and SBSEGLO out of reach are no-operations.
         EXPECT_EQ(link.run(17, 0xE28B0000, big), 0xE1A00000u);
         EXPECT_EQ(link.run(23, 0xE28B0000, big), 0xE1A00000u);
-        EXPECT_TRUE(link.entry.reports.all.empty());
+        EXPECT_TRUE(link.entry.reports.reports.empty());
         // A missing cell is reported.
         link.cells.cell = -1;
         link.run(16, 0, big);
-        ASSERT_EQ(link.entry.reports.all.size(), 1u);
-        EXPECT_EQ(link.entry.reports.all[0], link.entry.errorWith("symbol \"d\"", "Target is bad"));
+        ASSERT_EQ(link.entry.reports.reports.size(), 1u);
+        EXPECT_EQ(link.entry.reports.reports[0], errorOfEntry3("symbol \"d\"", "Target is bad"));
     }
 }
 
 TEST(ElfARMFixupTable, OffsetCellOfThumbGlobalAndRelativeTargets) {
     for (bool big : {true, false}) {
         StaticBaseLink link(false);
-        link.output.base = 0x30000;
+        link.output.sda = 0x30000;
         link.cells.cell = 0x1234;
         // R_ARM_16_SDAHI / SDALO: T = 0x1234 in two pieces.
         EXPECT_EQ(link.run(46, 0x4800, big, 2), 0x4824u);
@@ -444,11 +446,11 @@ TEST(ElfARMFixupTable, OffsetCellOfThumbGlobalAndRelativeTargets) {
         EXPECT_EQ(link.cells.asked, "symbol g+0");
         // No table: nothing to look in.
         link.output.cells = nullptr;
-        link.entry.reports.all.clear();
+        link.entry.reports.reports.clear();
         link.entry.symbol = &link.d;
         link.run(47, 0x4800, big, 2);
-        ASSERT_EQ(link.entry.reports.all.size(), 1u);
-        EXPECT_EQ(link.entry.reports.all[0], link.entry.errorWith("symbol \"d\"", "Target is bad"));
+        ASSERT_EQ(link.entry.reports.reports.size(), 1u);
+        EXPECT_EQ(link.entry.reports.reports[0], errorOfEntry3("symbol \"d\"", "Target is bad"));
     }
 }
 
@@ -483,7 +485,7 @@ TEST(ElfARMFixupTable, TargetOptionsSwitchDirectReachOn) {
 // Regions split at 0x8000 and 0x40000; B at 0x1000.  "u" lies in the upper
 // region (0x50100), "l" in the lower (0x9000).
 struct RegionLink : ArmLink {
-    LinkOutput output;
+    FixupOutput output;
     LinkSection high{object, ".high", 0x50000};
     LinkSection low{object, ".low", 0x9000};
     RecordSymbol u{object, "u", 0x1D};
@@ -491,7 +493,7 @@ struct RegionLink : ArmLink {
     FakeSymbol &w = object.symbol("w").weak().undefined();
 
     RegionLink() {
-        output.base = 0x1000;
+        output.sda = 0x1000;
         output.start = 0x8000;
         output.end = 0x40000;
         u.global().at(0x100).in(high);

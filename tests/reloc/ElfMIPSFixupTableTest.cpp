@@ -4,7 +4,7 @@
 // mark, the global pointer and .got forms - and the texts of the reports.
 #include "reloc/ElfMIPSFixupTable.h"
 
-#include "LinkFixtures.h"
+#include "RelocTestKit.h"
 
 #include <gtest/gtest.h>
 
@@ -131,9 +131,13 @@ const FieldCase fieldCases[] = {
 struct MipsLink {
     FakeObjectFile object{"a.o"};
     LinkSection text{object, ".text", 0x400000};
-    LinkEntry entry;
+    ReportingEntry entry;
 
-    MipsLink() { entry.sectionOf = &text; }
+    MipsLink() {
+        entry.sectionOf = &text;
+        entry.entryIndex = 3;
+        entry.offset = 0x40;
+    }
 
     uint32_t run(ElfFixupTable &table, uint32_t type, uint32_t units, bool isPair, uint32_t value,
                  uint32_t address, bool big, bool *fits = nullptr) {
@@ -155,7 +159,7 @@ TEST(ElfMIPSFixupTable, FieldRoutinesInBothOrders) {
                                         c.address, big, &fits);
             EXPECT_EQ(written, c.written) << std::hex << written;
             EXPECT_EQ(fits, c.fits);
-            EXPECT_TRUE(link.entry.reports.all.empty());
+            EXPECT_TRUE(link.entry.reports.reports.empty());
         }
     }
 }
@@ -167,11 +171,11 @@ TEST(ElfMIPSFixupTable, MisalignedTargetsAreReportedAndWritten) {
                   0x10000003u);
         EXPECT_EQ(link.run(elfMIPSFixupTable(big), 4, 0x0C000000, false, 0x400102, 0x400000, big),
                   0x0C100040u);
-        ASSERT_EQ(link.entry.reports.all.size(), 2u);
-        EXPECT_EQ(link.entry.reports.all[0],
-                  link.entry.errorWith("section \"???\"", "Target is not word aligned."));
-        EXPECT_EQ(link.entry.reports.all[1],
-                  link.entry.errorWith("section \"???\"", "Target address isn't word-aligned"));
+        ASSERT_EQ(link.entry.reports.reports.size(), 2u);
+        EXPECT_EQ(link.entry.reports.reports[0],
+                  errorOfEntry3("section \"???\"", "Target is not word aligned."));
+        EXPECT_EQ(link.entry.reports.reports[1],
+                  errorOfEntry3("section \"???\"", "Target address isn't word-aligned"));
     }
 }
 
@@ -233,12 +237,12 @@ TEST(ElfMIPSFixupTable, WordAddsInBigAndStoresInLittleFiles) {
 
 // B (the output's gp) is 0x8000; the file was assembled with gp 0x100.
 struct GpLink : MipsLink {
-    LinkOutput output;
+    FixupOutput output;
     FakeSymbol &local = object.symbol("l").local().in(text);
     FakeSymbol &global = object.symbol("g").global().in(text);
 
     GpLink() {
-        output.base = 0x8000;
+        output.sda = 0x8000;
         entry.output = &output;
     }
     ElfMIPSFixupTable table(bool big) {
@@ -276,7 +280,7 @@ TEST(ElfMIPSFixupTable, GpRelativeAddsTheFilesGpForLocalTargets) {
             EXPECT_EQ(link.run(table, c.type, c.field, c.units, c.value, 0, big, &fits), c.written)
                 << c.type << std::hex << " " << c.field;
             EXPECT_TRUE(fits);
-            EXPECT_TRUE(link.entry.reports.all.empty());
+            EXPECT_TRUE(link.entry.reports.reports.empty());
         }
         // No target at all counts as local; the shared table has gp 0.
         GpLink link;
@@ -294,10 +298,10 @@ TEST(ElfMIPSFixupTable, GpRelativeOutOfRangeIsReportedAndWritten) {
         bool fits;
         EXPECT_EQ(link.run(table, 7, 0x8F82FFF0, false, 0x18000, 0, big, &fits), 0x8F82FFF0u);
         EXPECT_TRUE(fits);
-        ASSERT_EQ(link.entry.reports.all.size(), 1u);
-        EXPECT_EQ(link.entry.reports.all[0],
-                  link.entry.errorWith("symbol \"g\"", "GP ref out of range: _SDA_BASE_ = 0x8000; "
-                                                       "target = 0x18000 (addend=0xfffffff0)"));
+        ASSERT_EQ(link.entry.reports.reports.size(), 1u);
+        EXPECT_EQ(link.entry.reports.reports[0],
+                  errorOfEntry3("symbol \"g\"", "GP ref out of range: _SDA_BASE_ = 0x8000; "
+                                                "target = 0x18000 (addend=0xfffffff0)"));
     }
 }
 
@@ -336,7 +340,7 @@ TEST(ElfMIPSFixupTable, GotOffsetsFromTheGlobalPointer) {
         // Extended: the distance goes into the pieces.
         EXPECT_EQ(link.MipsLink::run(elfMIPSFixupTable(big), 11, 0xF0009A40, true, 0x1010, 0, big),
                   0xF0209A40u);
-        EXPECT_TRUE(link.entry.reports.all.empty());
+        EXPECT_TRUE(link.entry.reports.reports.empty());
     }
 }
 
@@ -352,7 +356,7 @@ TEST(ElfMIPSFixupTable, GotEntriesBySymbolBySectionAndByPage) {
         link.entry.symbol = &link.inData;
         EXPECT_EQ(link.run(9, 0x8F820000, 0, big), 0x8F82F02Cu);
         EXPECT_EQ(link.run(20, 0x8F820000, 0, big), 0x8F82F034u);
-        EXPECT_TRUE(link.entry.reports.all.empty());
+        EXPECT_TRUE(link.entry.reports.reports.empty());
 
         // Missing entries: reported, and the entry taken as -1.
         link.got.entries.clear();
@@ -362,20 +366,19 @@ TEST(ElfMIPSFixupTable, GotEntriesBySymbolBySectionAndByPage) {
         link.entry.symbol = &link.absolute;
         EXPECT_EQ(link.run(9, 0x8F820000, 0, big), 0x8F82F00Fu);
         std::vector<std::string> expected = {
-            link.entry.errorWith("symbol \"l\"", "Can't find .data@a.o+0x44 in .got table."),
-            link.entry.errorWith("symbol \"l\"", "Can't find .data@a.o+0x44 in .got table."),
-            link.entry.errorWith("symbol \"abs\"", "Can't find abs+0x4 in .got table."),
+            errorOfEntry3("symbol \"l\"", "Can't find .data@a.o+0x44 in .got table."),
+            errorOfEntry3("symbol \"l\"", "Can't find .data@a.o+0x44 in .got table."),
+            errorOfEntry3("symbol \"abs\"", "Can't find abs+0x4 in .got table."),
         };
-        EXPECT_EQ(link.entry.reports.all, expected);
+        EXPECT_EQ(link.entry.reports.reports, expected);
 
         // GOT_PAGE without a target uses V as the entry.
-        link.entry.reports.all.clear();
+        link.entry.reports.reports.clear();
         link.entry.symbol = nullptr;
         EXPECT_EQ(link.run(20, 0x8F820000, 0x30, big), 0x8F82F040u);
-        ASSERT_EQ(link.entry.reports.all.size(), 1u);
-        EXPECT_EQ(
-            link.entry.reports.all[0],
-            link.entry.errorWith("section \"???\"", "Can't locate section/offset for %got_page"));
+        ASSERT_EQ(link.entry.reports.reports.size(), 1u);
+        EXPECT_EQ(link.entry.reports.reports[0],
+                  errorOfEntry3("section \"???\"", "Can't locate section/offset for %got_page"));
     }
 }
 
@@ -386,19 +389,19 @@ TEST(ElfMIPSFixupTable, PageOffsets) {
         link.entry.addendOf = 4;
         // Page 0x18000 of the section at 0x12000: 0x12044 lies 0x5FBC below.
         EXPECT_EQ(link.run(21, 0x8F820000, 0, big), 0x8F82A044u);
-        EXPECT_TRUE(link.entry.reports.all.empty());
+        EXPECT_TRUE(link.entry.reports.reports.empty());
         link.data.start = 0x10000;
         link.entry.addendOf = 0x9000;
         EXPECT_EQ(link.run(21, 0x8F820000, 0, big), 0x8F829040u);
         link.entry.symbol = nullptr;
         EXPECT_EQ(link.run(21, 0x8F820000, 0x1234, big), 0x8F821234u);
         std::vector<std::string> expected = {
-            link.entry.errorWith("symbol \"l\"", "Displacement out of range\n|\tsecadr=10000; "
-                                                 "off=9040; page address=10000; target "
-                                                 "address=19040; disp=9040"),
-            link.entry.errorWith("section \"???\"", "Can't locate section/offset for %got_ofst"),
+            errorOfEntry3("symbol \"l\"", "Displacement out of range\n|\tsecadr=10000; "
+                                          "off=9040; page address=10000; target "
+                                          "address=19040; disp=9040"),
+            errorOfEntry3("section \"???\"", "Can't locate section/offset for %got_ofst"),
         };
-        EXPECT_EQ(link.entry.reports.all, expected);
+        EXPECT_EQ(link.entry.reports.reports, expected);
     }
 }
 

@@ -3,7 +3,7 @@
 #include "reloc/ElfOtherFixupTables.h"
 #include "reloc/ElfPPCFixupTable.h"
 
-#include "FixupTestSupport.h"
+#include "RelocTestKit.h"
 
 #include <gtest/gtest.h>
 
@@ -212,10 +212,10 @@ TEST_P(OtherRoutine, WritesItsFieldAndAnswersByRange) {
     entry.addendOf = c.entry.addend;
     entry.valueOf_ = c.entry.value;
     entry.valueWithoutAddendOf = c.entry.valueWithoutAddend;
-    std::vector<uint8_t> bytes = fieldBytes(c.field, c.width, c.bigEndian);
+    std::vector<uint8_t> bytes = orderedBytes(c.field, c.width, c.bigEndian);
     const FixupRow *row = c.table().lookup(c.type);
     EXPECT_EQ(row->fixup(entry, bytes.data(), c.value, c.address), c.fits) << c.what;
-    EXPECT_EQ(bytes, fieldBytes(c.written, c.width, c.bigEndian)) << c.what;
+    EXPECT_EQ(bytes, orderedBytes(c.written, c.width, c.bigEndian)) << c.what;
     EXPECT_TRUE(entry.reports.reports.empty()) << c.what;
 }
 

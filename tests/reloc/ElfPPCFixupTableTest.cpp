@@ -4,7 +4,7 @@
 // the tables of cells, section starts and every report.
 #include "reloc/ElfPPCFixupTable.h"
 
-#include "FixupTestSupport.h"
+#include "RelocTestKit.h"
 
 #include "object/SectionGroup.h"
 
@@ -135,11 +135,12 @@ TEST_P(PpcField, WritesItsFieldInBothOrders) {
     for (bool bigEndian : {true, false}) {
         ReportingEntry entry;
         entry.addendOf = c.addend;
-        std::vector<uint8_t> bytes = fieldBytes(c.field, c.width, bigEndian);
+        std::vector<uint8_t> bytes = orderedBytes(c.field, c.width, bigEndian);
         const FixupRow *row = elfPPCFixupTable(bigEndian).lookup(c.type);
         EXPECT_EQ(row->fixup(entry, bytes.data(), c.value, c.address), c.fits)
             << c.what << (bigEndian ? " big" : " little");
-        EXPECT_EQ(bytes, fieldBytes(bigEndian ? c.writtenBig : c.writtenLittle, c.width, bigEndian))
+        EXPECT_EQ(bytes,
+                  orderedBytes(bigEndian ? c.writtenBig : c.writtenLittle, c.width, bigEndian))
             << c.what << (bigEndian ? " big" : " little");
         EXPECT_TRUE(entry.reports.reports.empty()) << c.what;
     }
@@ -156,9 +157,9 @@ TEST(ElfPPCFixupTable, BranchOffAWordIsReportedAndWritten) {
         entry.offset = 0x10;
         entry.entryIndex = 3;
         entry.typeText = "ADDR24";
-        std::vector<uint8_t> word = fieldBytes(0x48000000, 4, bigEndian);
+        std::vector<uint8_t> word = orderedBytes(0x48000000, 4, bigEndian);
         EXPECT_TRUE(elfPPCFixupTable(bigEndian).lookup(2)->fixup(entry, word.data(), 0x102, 0));
-        EXPECT_EQ(word, fieldBytes(0x48000100, 4, bigEndian));
+        EXPECT_EQ(word, orderedBytes(0x48000100, 4, bigEndian));
         // A relative branch reports the distance.
         EXPECT_TRUE(
             elfPPCFixupTable(bigEndian).lookup(10)->fixup(entry, word.data(), 0x1006, 0x1000));
@@ -182,10 +183,10 @@ protected:
     SectionGroup groups[3] = {{0, nullptr, SectionGroup::none},
                               {0, nullptr, SectionGroup::none},
                               {0, nullptr, SectionGroup::none}};
-    PlacedSection areaSections[3] = {
+    LinkSection areaSections[3] = {
         {object, ".PCC.EMB.sdata0"}, {object, ".sdata"}, {object, ".sdata2"}};
-    PlacedSection loose{object, ".data"};
-    PlacedSection text{object, ".text"};
+    LinkSection loose{object, ".data"};
+    LinkSection text{object, ".text"};
     FixupOutput output;
     ReportingEntry entry;
 
@@ -205,7 +206,7 @@ protected:
     void TearDown() override { ElfPPCFixupTable::forgetSmallDataAreas(); }
 
     // Points the entry at a new symbol at `address` in `section`.
-    void target(PlacedSection &section, uint32_t address) {
+    void target(LinkSection &section, uint32_t address) {
         entry.symbol = &object.symbol("x").in(section).at(address - section.start);
     }
     bool apply(bool bigEndian, uint32_t type, uint8_t *place) {
@@ -217,7 +218,7 @@ protected:
 // register byte is the second one, the displacement follows.
 TEST_F(SmallData, AreasAreTriedInTheOrderOneTwoZero) {
     struct {
-        PlacedSection *section;
+        LinkSection *section;
         uint32_t address;
         uint32_t reg;
         uint32_t displacement;
@@ -268,11 +269,11 @@ TEST_F(SmallData, FailedPicksAreReportedFourTimesAndWriteNothing) {
         EXPECT_TRUE(apply(i % 2 == 0, 0x6D, insn));
     EXPECT_EQ(std::vector<uint8_t>(insn, insn + 4), (std::vector<uint8_t>{0x81, 0x60, 0x12, 0x34}));
     EXPECT_EQ(entry.reports.texts(),
-              (std::vector<std::string>{"Small data offset too large;  relocation references "
+              (std::vector<std::string>{"E: Small data offset too large;  relocation references "
                                         "0x11000 from base _SDA2_BASE_[0x9000].",
-                                        "target symbol is not small-data relative.",
-                                        "target symbol is not small-data relative.",
-                                        "target symbol is not small-data relative."}));
+                                        "E: target symbol is not small-data relative.",
+                                        "E: target symbol is not small-data relative.",
+                                        "E: target symbol is not small-data relative."}));
 }
 
 // Once a wide group is seen, a reference is taken only by its own group:
@@ -290,13 +291,13 @@ TEST_F(SmallData, AWideGroupOfAnAreaLeavesOnlyTheOwnGroup) {
     EXPECT_TRUE(apply(true, 0x6D, insn));
     EXPECT_EQ(std::vector<uint8_t>(insn, insn + 4), (std::vector<uint8_t>{0x81, 0x6D, 0, 0x10}));
     EXPECT_EQ(entry.reports.texts(),
-              (std::vector<std::string>{"Small data base symbol \"0\" is not section relative",
-                                        "target symbol is not small-data relative."}));
+              (std::vector<std::string>{"E: Small data base symbol \"0\" is not section relative",
+                                        "E: target symbol is not small-data relative."}));
 }
 
 TEST_F(SmallData, AWideGroupOfATargetIsRememberedForTheRun) {
     SectionGroup wide(1, nullptr, SectionGroup::none);
-    PlacedSection wideData(object, ".wide");
+    LinkSection wideData(object, ".wide");
     wideData.group = &wide;
     uint8_t insn[4] = {0x81, 0x60, 0x00, 0x00};
     target(loose, 0x8010);
@@ -307,8 +308,8 @@ TEST_F(SmallData, AWideGroupOfATargetIsRememberedForTheRun) {
     EXPECT_TRUE(apply(true, 0x6D, insn)); // after: no area by reach any more
     EXPECT_EQ(std::vector<uint8_t>(insn, insn + 4), (std::vector<uint8_t>{0x81, 0x6D, 0, 0x10}));
     EXPECT_EQ(entry.reports.texts(),
-              (std::vector<std::string>{"target symbol is not small-data relative.",
-                                        "target symbol is not small-data relative."}));
+              (std::vector<std::string>{"E: target symbol is not small-data relative.",
+                                        "E: target symbol is not small-data relative."}));
 }
 
 TEST_F(SmallData, DiabRowsFindTheirFieldByTheOffset) {
@@ -361,74 +362,75 @@ TEST_F(SmallData, RelativeRowsUseTheirAreaAndReportWhatWillNotFit) {
         for (const auto &c : cases) {
             target(loose, c.address);
             entry.addendOf = c.addend;
-            std::vector<uint8_t> bytes = fieldBytes(0x1234, 2, bigEndian);
+            std::vector<uint8_t> bytes = orderedBytes(0x1234, 2, bigEndian);
             EXPECT_TRUE(apply(bigEndian, c.type, bytes.data()));
-            EXPECT_EQ(bytes, fieldBytes(c.written, 2, bigEndian)) << std::hex << c.type;
+            EXPECT_EQ(bytes, orderedBytes(c.written, 2, bigEndian)) << std::hex << c.type;
         }
     EXPECT_TRUE(entry.reports.reports.empty());
 
     target(loose, 0x20000);
     entry.addendOf = 0;
-    std::vector<uint8_t> bytes = fieldBytes(0x1234, 2, true);
+    std::vector<uint8_t> bytes = orderedBytes(0x1234, 2, true);
     EXPECT_TRUE(apply(true, 32, bytes.data()));
     target(loose, 0xFFF);
     EXPECT_TRUE(apply(true, 0x6C, bytes.data()));
-    EXPECT_EQ(bytes, fieldBytes(0x1234, 2, true));
+    EXPECT_EQ(bytes, orderedBytes(0x1234, 2, true));
     EXPECT_EQ(entry.reports.texts(),
               (std::vector<std::string>{
-                  ".sdata/.sbss is evidently too big.\n|\tOffset relative to _SDA_BASE_ is "
+                  "E: .sdata/.sbss is evidently too big.\n|\tOffset relative to _SDA_BASE_ is "
                   "0x18000 and won't fit in a\n|\tsigned 16-bit field.",
-                  ".sdata2/.sbss2 is evidently too big.\n|\tOffset relative to _SDA2_BASE_ is "
+                  "E: .sdata2/.sbss2 is evidently too big.\n|\tOffset relative to _SDA2_BASE_ is "
                   "0xffff7fff and won't fit in a\n|\tsigned 16-bit field."}));
 }
 
 TEST_F(SmallData, TableRowsReachTheTargetThroughACell) {
-    OneCellTable table1, table2;
+    CellTable table1, table2;
     table1.tableBase = 0x8100;
     table1.cell = 0x20;
     table2.tableBase = 0x9200;
     table2.cell = 8;
-    output.table = &table1;
-    output.table2 = &table2;
+    output.cells = &table1;
+    output.cells2 = &table2;
 
     // A global symbol has a cell of its own.
     FakeSymbol &global = object.symbol("g").global().absolute().at(0x4444);
     entry.symbol = &global;
-    std::vector<uint8_t> bytes = fieldBytes(0, 2, true);
+    std::vector<uint8_t> bytes = orderedBytes(0, 2, true);
     EXPECT_TRUE(apply(true, 0x6A, bytes.data()));
-    EXPECT_EQ(bytes, fieldBytes(0x120, 2, true));
+    EXPECT_EQ(bytes, orderedBytes(0x120, 2, true));
     EXPECT_EQ(table1.asked, "symbol g+0");
 
     // A section has a cell for each offset in its combined section.
-    PlacedSection combined(object, ".sdata2");
+    LinkSection combined(object, ".sdata2");
     combined.symbolOfSection = &object.symbol(".sdata2").sectionType();
-    PlacedSection member(object, ".sdata2.x");
+    LinkSection member(object, ".sdata2.x");
     member.combined = &combined;
     member.combinedOffset = 0x40;
     entry.symbol = nullptr;
     entry.target = &member;
     entry.addendOf = 8;
-    bytes = fieldBytes(0, 2, false);
+    bytes = orderedBytes(0, 2, false);
     EXPECT_TRUE(apply(false, 0x6B, bytes.data()));
-    EXPECT_EQ(bytes, fieldBytes(0x208, 2, false));
+    EXPECT_EQ(bytes, orderedBytes(0x208, 2, false));
     EXPECT_EQ(table2.asked, "section .sdata2+72");
     EXPECT_TRUE(entry.reports.reports.empty());
 
     // No cell, and no table at all.
     table2.cell = -1;
     EXPECT_TRUE(apply(false, 0x6B, bytes.data()));
-    output.table = nullptr;
+    output.cells = nullptr;
     EXPECT_TRUE(apply(true, 0x6A, bytes.data()));
-    EXPECT_EQ(bytes, fieldBytes(0x208, 2, false));
-    EXPECT_EQ(entry.reports.texts(), (std::vector<std::string>{"Target is bad", "Target is bad"}));
+    EXPECT_EQ(bytes, orderedBytes(0x208, 2, false));
+    EXPECT_EQ(entry.reports.texts(),
+              (std::vector<std::string>{"E: Target is bad", "E: Target is bad"}));
 }
 
 TEST_F(SmallData, SectionStartRowsWriteHalvesOfTheSectionAddress) {
-    PlacedSection combined(object, ".rodata");
+    LinkSection combined(object, ".rodata");
     combined.start = 0x5000;
-    PlacedSection member(object, ".rodata.x");
+    LinkSection member(object, ".rodata.x");
     member.combined = &combined;
-    PlacedSection data(object, ".data");
+    LinkSection data(object, ".data");
     data.start = 0x12348000;
 
     struct {
@@ -445,17 +447,18 @@ TEST_F(SmallData, SectionStartRowsWriteHalvesOfTheSectionAddress) {
             entry.symbol = c.bySymbol ? &object.symbol("d").in(data).at(0x44) : nullptr;
             entry.target = c.bySymbol ? nullptr : &member;
             entry.addendOf = c.addend;
-            std::vector<uint8_t> bytes = fieldBytes(0xAAAA, 2, bigEndian);
+            std::vector<uint8_t> bytes = orderedBytes(0xAAAA, 2, bigEndian);
             EXPECT_TRUE(apply(bigEndian, c.type, bytes.data()));
-            EXPECT_EQ(bytes, fieldBytes(c.written, 2, bigEndian)) << std::hex << c.type;
+            EXPECT_EQ(bytes, orderedBytes(c.written, 2, bigEndian)) << std::hex << c.type;
         }
 
     entry.symbol = nullptr;
     entry.target = nullptr;
-    std::vector<uint8_t> bytes = fieldBytes(0xAAAA, 2, true);
+    std::vector<uint8_t> bytes = orderedBytes(0xAAAA, 2, true);
     EXPECT_TRUE(apply(true, 0x71, bytes.data()));
-    EXPECT_EQ(bytes, fieldBytes(0xAAAA, 2, true));
-    EXPECT_EQ(entry.reports.texts(), (std::vector<std::string>{"Not a valid section reference."}));
+    EXPECT_EQ(bytes, orderedBytes(0xAAAA, 2, true));
+    EXPECT_EQ(entry.reports.texts(),
+              (std::vector<std::string>{"E: Not a valid section reference."}));
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 // the reports.
 #include "reloc/ElfVCFixupTable.h"
 
-#include "FixupMessages.h"
+#include "RelocTestKit.h"
 
 #include "kit/FakeObjectFile.h"
 
@@ -12,9 +12,6 @@
 
 #include <string>
 #include <vector>
-
-using fixuptest::OutputWithBase;
-using fixuptest::TestEntry;
 
 namespace {
 
@@ -277,15 +274,15 @@ class VcPatch : public ::testing::TestWithParam<Patch> {};
 TEST_P(VcPatch, WritesItsFieldAndReports) {
     const Patch &p = GetParam();
     FakeObjectFile object("a.o");
-    OutputWithBase output(gp);
-    TestEntry entry;
+    FixupOutput output(gp);
+    ReportingEntry entry;
     entry.symbol = &object.symbol("sym").global().in(object.section(".data"));
     entry.output = &output;
     Bytes bytes = tenBytes(p.before);
     EXPECT_EQ(elfVCFixupTable().lookup(p.type)->fixup(entry, bytes.data(), p.value, p.address),
               p.fits);
     EXPECT_EQ(bytes, tenBytes(p.after));
-    EXPECT_EQ(entry.capture.texts(), p.texts);
+    EXPECT_EQ(entry.reports.texts(), p.texts);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, VcPatch, ::testing::ValuesIn(patches),
@@ -373,24 +370,24 @@ TEST(VcFixupTable, Differences) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.type);
-        TestEntry entry;
+        ReportingEntry entry;
         entry.hasNext = c.hasSecond;
         entry.nextType = vcSecondType;
         entry.nextValue = 0x100;
         Bytes bytes = tenBytes({});
         EXPECT_EQ(elfVCFixupTable().lookup(c.type)->fixup(entry, bytes.data(), c.value, 0), c.fits);
         EXPECT_EQ(bytes, tenBytes(c.after));
-        EXPECT_EQ(entry.capture.texts(),
+        EXPECT_EQ(entry.reports.texts(),
                   c.hasSecond ? Texts{}
                               : Texts{"E: Object file error: second of 2-part fixup is missing."});
     }
     // A next entry of another type is no second part.
-    TestEntry entry;
+    ReportingEntry entry;
     entry.hasNext = true;
     entry.nextType = 1;
     Bytes bytes = tenBytes({});
     elfVCFixupTable().lookup(36)->fixup(entry, bytes.data(), 0x180, 0);
-    EXPECT_EQ(entry.capture.texts(),
+    EXPECT_EQ(entry.reports.texts(),
               Texts{"E: Object file error: second of 2-part fixup is missing."});
 }
 
@@ -403,14 +400,14 @@ TEST(VcFixupTable, GpRelativeToUndefinedWeak) {
     FakeObjectFile object("a.o");
     FakeSymbol &weak = object.symbol("w").weak().undefined();
     FakeSymbol &global = object.symbol("g").global().undefined();
-    OutputWithBase output(gp);
+    FixupOutput output(gp);
     auto patch = [&](uint32_t type, FakeSymbol &symbol, uint32_t value) {
-        TestEntry entry;
+        ReportingEntry entry;
         entry.symbol = &symbol;
         entry.output = &output;
         Bytes bytes = tenBytes({});
         elfVCFixupTable().lookup(type)->fixup(entry, bytes.data(), value, 0);
-        return entry.capture.texts();
+        return entry.reports.texts();
     };
     for (uint32_t type : warned) {
         EXPECT_EQ(patch(type, weak, 0), warning) << type;
@@ -457,16 +454,16 @@ TEST(VcFixupTable, NullLoadRewrite) {
          0,
          {0x7A, 0x2F, 0x00, 0x00, 0x00, 0x00}},
     };
-    OutputWithBase output(gp);
+    FixupOutput output(gp);
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
-        TestEntry entry;
+        ReportingEntry entry;
         entry.output = &output;
         entry.offset = c.offset;
         Bytes bytes = c.before;
         EXPECT_TRUE(elfVCFixupTable().lookup(c.type)->fixup(entry, bytes.data() + 2, c.value, 0));
         EXPECT_EQ(bytes, c.after);
-        EXPECT_EQ(entry.capture.texts(), Texts{});
+        EXPECT_EQ(entry.reports.texts(), Texts{});
     }
 }
 
@@ -489,12 +486,12 @@ TEST(VcFixupTable, Branches) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.distance);
-        TestEntry entry;
+        ReportingEntry entry;
         Bytes bytes = {0x80, 0xAA, 0x00, 0x00};
         EXPECT_TRUE(elfVCFixupTable().lookup(c.type)->fixup(
             entry, bytes.data(), 0x10000 + uint32_t(c.distance), 0x10000));
         EXPECT_EQ(bytes, c.after);
-        EXPECT_EQ(entry.capture.texts(), c.texts);
+        EXPECT_EQ(entry.reports.texts(), c.texts);
     }
 }
 

@@ -21,6 +21,16 @@ void Reports::vwarning(const char *format, va_list args) {
     reports.push_back("W: " + render(format, args));
 }
 
+std::vector<std::string> Reports::texts() const {
+    std::vector<std::string> result;
+    for (const std::string &report : reports) {
+        size_t end = report.find("\":\n|\t");
+        result.push_back(end == std::string::npos ? report
+                                                  : report.substr(0, 3) + report.substr(end + 5));
+    }
+    return result;
+}
+
 ObjectFormatKind NamedFile::formatKind() {
     return ObjectFormatKind(3);
 }
@@ -67,4 +77,35 @@ void TestTable::each(RelocationVisitor visitor) {
 void TestTable::preprocessSpecialReference(RelocationDescriptor &entry, ObjectFile &,
                                            const RelocationOptions &) {
     special.push_back(std::to_string(entry.dataOffset()));
+}
+
+std::vector<uint8_t> orderedBytes(uint32_t value, uint32_t width, bool bigEndian) {
+    std::vector<uint8_t> bytes(width + 2, 0xEE);
+    for (uint32_t i = 0; i < width; ++i)
+        bytes[i] = uint8_t(value >> (8 * (bigEndian ? width - 1 - i : i)));
+    return bytes;
+}
+
+uint32_t orderedValue(const std::vector<uint8_t> &bytes, uint32_t width, bool bigEndian) {
+    uint32_t value = 0;
+    for (uint32_t i = 0; i < width; ++i)
+        value |= uint32_t(bytes[i]) << (8 * (bigEndian ? width - 1 - i : i));
+    return value;
+}
+
+bool runRow(ElfFixupTable &table, uint32_t type, RelocationDescriptor &entry, uint32_t width,
+            uint32_t field, uint32_t value, uint32_t address, bool bigEndian, uint32_t &written) {
+    std::vector<uint8_t> bytes = orderedBytes(field, width, bigEndian);
+    const FixupRow *row = table.lookup(type);
+    bool fits = row->fixup ? row->fixup(entry, bytes.data(), value, address)
+                           : row->tableFixup(table, entry, bytes.data(), value, address);
+    written = orderedValue(bytes, width, bigEndian);
+    if (bytes[width] != 0xEE || bytes[width + 1] != 0xEE) written = 0xDEADBEEF;
+    return fits;
+}
+
+std::string errorOfEntry3(const char *target, const std::string &text) {
+    return std::string("E: In a.o, section .text at 0x40,\n|\t(relocation record #3 of type T) "
+                       "refs ") +
+           target + ":\n|\t" + text;
 }
