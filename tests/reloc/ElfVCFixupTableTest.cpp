@@ -25,13 +25,22 @@ using Texts = std::vector<std::string>;
 struct Patch {
     const char *what;
     uint32_t type;
-    Bytes before;
-    uint32_t value;   // V
-    uint32_t address; // P
-    Bytes after;
+    const char *before; // bytes in hex
+    uint32_t value;     // V
+    uint32_t address;   // P
+    const char *after;
     bool fits;
-    Texts texts = {};
+    const char *report = nullptr;
 };
+
+// The bytes written in `hex`, then zeros up to `size`.
+Bytes hexBytes(const char *hex, size_t size = 10) {
+    Bytes bytes;
+    for (; hex[0] && hex[1]; hex += 2)
+        bytes.push_back(uint8_t(std::stoul(std::string(hex, 2), nullptr, 16)));
+    if (bytes.size() < size) bytes.resize(size, 0);
+    return bytes;
+}
 
 Bytes tenBytes(Bytes bytes) {
     bytes.resize(10, 0);
@@ -40,229 +49,90 @@ Bytes tenBytes(Bytes bytes) {
 
 const Patch patches[] = {
     // "8": byte 0 takes N.
-    {"8 high", 3, {0x55}, 0xFF, 0, {0xFF}, true},
-    {"8 above", 3, {0x55}, 0x100, 0, {0x00}, false},
-    {"8 low", 3, {0x55}, uint32_t(-0x80), 0, {0x80}, true},
-    {"32", 1, {}, 0x12345678, 0, {0x78, 0x56, 0x34, 0x12}, true},
+    {"8 high", 3, "55", 0xFF, 0, "FF", true},
+    {"8 above", 3, "55", 0x100, 0, "00", false},
+    {"8 low", 3, "55", uint32_t(-0x80), 0, "80", true},
+    {"32", 1, "", 0x12345678, 0, "78563412", true},
 
     // vcByteS16, vcHalfS16, vcWordS16.
-    {"B_S16 high", 46, {}, 0x7FFF, 0, {0xFF, 0x7F}, true},
-    {"B_S16 above", 46, {}, 0x8000, 0, {0x00, 0x80}, false},
-    {"B_S16 low", 46, {}, uint32_t(-0x8000), 0, {0x00, 0x80}, true},
-    {"H_S16 keeps bit 0", 47, {0x01}, 0x1234, 0, {0x35, 0x12}, true},
-    {"H_S16 odd",
-     47,
-     {0x01},
-     0x1235,
-     0,
-     {0x35, 0x12},
-     true,
-     {"E: Odd displacement on ldh/ldsh/sth instruction."}},
-    {"H_S16 above", 47, {}, 0x8000, 0, {0x00, 0x80}, false},
-    {"W_S16 keeps bits 0 and 1", 48, {0x03}, 0x1234, 0, {0x37, 0x12}, true},
-    {"W_S16 misaligned",
-     48,
-     {0x03},
-     0x1237,
-     0,
-     {0x37, 0x12},
-     true,
-     {"E: Displacement on ld/st not word-aligned."}},
-    {"W_S16 below", 48, {}, uint32_t(-0x8004), 0, {0xFC, 0x7F}, false},
+    {"B_S16 high", 46, "", 0x7FFF, 0, "FF7F", true},
+    {"B_S16 above", 46, "", 0x8000, 0, "0080", false},
+    {"B_S16 low", 46, "", uint32_t(-0x8000), 0, "0080", true},
+    {"H_S16 keeps bit 0", 47, "01", 0x1234, 0, "3512", true},
+    {"H_S16 odd", 47, "01", 0x1235, 0, "3512", true,
+     "E: Odd displacement on ldh/ldsh/sth instruction."},
+    {"H_S16 above", 47, "", 0x8000, 0, "0080", false},
+    {"W_S16 keeps bits 0 and 1", 48, "03", 0x1234, 0, "3712", true},
+    {"W_S16 misaligned", 48, "03", 0x1237, 0, "3712", true,
+     "E: Displacement on ld/st not word-aligned."},
+    {"W_S16 below", 48, "", uint32_t(-0x8004), 0, "FC7F", false},
 
     // vcS27.
-    {"S27 high", 12, {0, 0, 0, 0xFF}, 0x3FFFFFF, 0, {0xFF, 0xFF, 0xFF, 0xFB}, true},
-    {"S27 above", 12, {0, 0, 0, 0xFF}, 0x4000000, 0, {0x00, 0x00, 0x00, 0xFC}, false},
-    {"S27 low", 12, {0, 0, 0, 0xFF}, uint32_t(-0x4000000), 0, {0x00, 0x00, 0x00, 0xFC}, true},
+    {"S27 high", 12, "000000FF", 0x3FFFFFF, 0, "FFFFFFFB", true},
+    {"S27 above", 12, "000000FF", 0x4000000, 0, "000000FC", false},
+    {"S27 low", 12, "000000FF", uint32_t(-0x4000000), 0, "000000FC", true},
 
     // vcByteS27, vcHalfS27, vcWordS27 around the opcode's bits.
-    {"B_S27",
-     19,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x1234565,
-     0,
-     {0xBF, 0xAA, 0x67, 0x45, 0x23, 0xF9},
-     true},
-    {"B_S27 high",
-     19,
-     {0x00, 0xAA, 0x03, 0, 0, 0xF8},
-     0x3FFFFFF,
-     0,
-     {0x60, 0xAA, 0xFF, 0xFF, 0xFF, 0xFB},
-     true},
-    {"B_S27 above",
-     19,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x4000000,
-     0,
-     {0x9F, 0xAA, 0x03, 0x00, 0x00, 0xFC},
-     false},
-    {"H_S27",
-     20,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x1234564,
-     0,
-     {0xBF, 0xAA, 0x67, 0x45, 0x23, 0xF9},
-     true},
-    {"H_S27 odd",
-     20,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x1234565,
-     0,
-     {0xBF, 0xAA, 0x67, 0x45, 0x23, 0xF9},
-     true,
-     {"E: Displacement on ldh/ldsh/sth is odd."}},
-    {"W_S27 misaligned",
-     21,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x1234567,
-     0,
-     {0xFF, 0xAA, 0x67, 0x45, 0x23, 0xF9},
-     true,
-     {"E: Displacement on ld/st is not word-aligned."}},
-    {"W_S27 low", 21, {}, uint32_t(-0x4000000), 0, {0, 0, 0, 0, 0, 0x04}, true},
+    {"B_S27", 19, "FFAAFF0000FF", 0x1234565, 0, "BFAA674523F9", true},
+    {"B_S27 high", 19, "00AA030000F8", 0x3FFFFFF, 0, "60AAFFFFFFFB", true},
+    {"B_S27 above", 19, "FFAAFF0000FF", 0x4000000, 0, "9FAA030000FC", false},
+    {"H_S27", 20, "FFAAFF0000FF", 0x1234564, 0, "BFAA674523F9", true},
+    {"H_S27 odd", 20, "FFAAFF0000FF", 0x1234565, 0, "BFAA674523F9", true,
+     "E: Displacement on ldh/ldsh/sth is odd."},
+    {"W_S27 misaligned", 21, "FFAAFF0000FF", 0x1234567, 0, "FFAA674523F9", true,
+     "E: Displacement on ld/st is not word-aligned."},
+    {"W_S27 low", 21, "", uint32_t(-0x4000000), 0, "000000000004", true},
 
     // vcVld48: the unsigned form (bits 3 to 5 of byte 2 set) takes no
     // negative number.
-    {"VLD48 high",
-     49,
-     {0, 0xAA, 0, 0x03, 0xBB, 0xCC},
-     0x1FFF0,
-     0,
-     {0x7F, 0xAA, 0x00, 0xFF, 0xBB, 0xCC},
-     true},
-    {"VLD48 above", 49, {0, 0xAA, 0, 0x03}, 0x20000, 0, {0x80, 0xAA, 0x00, 0x03}, false},
-    {"VLD48 low", 49, {0, 0xAA, 0, 0x03}, uint32_t(-0x20000), 0, {0x80, 0xAA, 0x00, 0x03}, true},
-    {"VLD48 unsigned negative",
-     49,
-     {0, 0xAA, 0x38, 0x03},
-     uint32_t(-0x20000),
-     0,
-     {0x80, 0xAA, 0x38, 0x03},
-     false},
-    {"VLD48 unsigned high", 49, {0, 0xAA, 0x38, 0x03}, 0x1FFF0, 0, {0x7F, 0xAA, 0x38, 0xFF}, true},
-    {"VLD48 misaligned",
-     49,
-     {},
-     0x18,
-     0,
-     {0x00, 0x00, 0x00, 0x04},
-     true,
-     {"E: Address being referenced from 48-bit vector load instruction is not 16-byte "
-      "aligned."}},
+    {"VLD48 high", 49, "00AA0003BBCC", 0x1FFF0, 0, "7FAA00FFBBCC", true},
+    {"VLD48 above", 49, "00AA0003", 0x20000, 0, "80AA0003", false},
+    {"VLD48 low", 49, "00AA0003", uint32_t(-0x20000), 0, "80AA0003", true},
+    {"VLD48 unsigned negative", 49, "00AA3803", uint32_t(-0x20000), 0, "80AA3803", false},
+    {"VLD48 unsigned high", 49, "00AA3803", 0x1FFF0, 0, "7FAA38FF", true},
+    {"VLD48 misaligned", 49, "", 0x18, 0, "00000004", true,
+     "E: Address being referenced from 48-bit vector load instruction is not 16-byte aligned."},
 
     // vcVld80 holds the low four bits as well.
-    {"VLD80 high",
-     53,
-     {0, 0xAA, 0x38, 0x03, 0xFF, 0xFF},
-     0xFFFFFFF,
-     0,
-     {0xFF, 0xAA, 0x38, 0xFF, 0xFE, 0xF7},
-     true},
-    {"VLD80 above",
-     53,
-     {0, 0xAA, 0x38, 0x03, 0xFF, 0xFF},
-     0x10000000,
-     0,
-     {0x00, 0xAA, 0x38, 0x03, 0x00, 0x08},
-     false},
-    {"VLD80 low",
-     53,
-     {0, 0xAA, 0x38, 0x03, 0xFF, 0xFF},
-     uint32_t(-0x10000000),
-     0,
-     {0x00, 0xAA, 0x38, 0x03, 0x00, 0x08},
-     true},
-    {"VLD80 any address", 53, {}, 0x12345, 0, {0x48, 0x00, 0x00, 0xD0, 0x00, 0x50}, true},
+    {"VLD80 high", 53, "00AA3803FFFF", 0xFFFFFFF, 0, "FFAA38FFFEF7", true},
+    {"VLD80 above", 53, "00AA3803FFFF", 0x10000000, 0, "00AA38030008", false},
+    {"VLD80 low", 53, "00AA3803FFFF", uint32_t(-0x10000000), 0, "00AA38030008", true},
+    {"VLD80 any address", 53, "", 0x12345, 0, "480000D00050", true},
 
     // vcVst48: the unsigned form is chosen by byte 4.
-    {"VST48",
-     57,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x12340,
-     0,
-     {0xFB, 0xAA, 0x5F, 0x1A, 0x00, 0xFB},
-     true},
-    {"VST48 negative",
-     57,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     uint32_t(-0x10),
-     0,
-     {0xFF, 0xAA, 0xFF, 0xFF, 0x00, 0xFF},
-     true},
-    {"VST48 unsigned negative",
-     57,
-     {0xFF, 0xAA, 0xFF, 0, 0x38, 0xFF},
-     uint32_t(-0x10),
-     0,
-     {0xFF, 0xAA, 0xFF, 0xFF, 0x38, 0xFF},
-     false},
-    {"VST48 above", 57, {}, 0x20000, 0, {0x00, 0x00, 0x80, 0x00, 0x00, 0x00}, false},
-    {"VST48 misaligned",
-     57,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF},
-     0x8,
-     0,
-     {0xFA, 0xAA, 0x1F, 0x00, 0x00, 0xFB},
-     true,
-     {"E: Address being referenced from 48-bit vst instruction is not 16-byte aligned."}},
+    {"VST48", 57, "FFAAFF0000FF", 0x12340, 0, "FBAA5F1A00FB", true},
+    {"VST48 negative", 57, "FFAAFF0000FF", uint32_t(-0x10), 0, "FFAAFFFF00FF", true},
+    {"VST48 unsigned negative", 57, "FFAAFF0038FF", uint32_t(-0x10), 0, "FFAAFFFF38FF", false},
+    {"VST48 above", 57, "", 0x20000, 0, "000080000000", false},
+    {"VST48 misaligned", 57, "FFAAFF0000FF", 0x8, 0, "FAAA1F0000FB", true,
+     "E: Address being referenced from 48-bit vst instruction is not 16-byte aligned."},
 
     // vcVst80.
-    {"VST80 high",
-     61,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF, 0x66, 0xFF, 0xFF, 0xFF},
-     0xFFFFFFF,
-     0,
-     {0xFF, 0xAA, 0xFF, 0xFF, 0x00, 0xFF, 0x66, 0xF7, 0xFF, 0x01},
-     true},
-    {"VST80 above",
-     61,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF, 0x66, 0xFF, 0xFF, 0xFF},
-     0x10000000,
-     0,
-     {0xFA, 0xAA, 0x1F, 0x00, 0x00, 0xFB, 0x66, 0x0B, 0x00, 0x00},
-     false},
-    {"VST80 bit 26",
-     61,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF, 0x66, 0xFF, 0xFF, 0xFF},
-     0x4000000,
-     0,
-     {0xFA, 0xAA, 0x1F, 0x00, 0x00, 0xFB, 0x66, 0x03, 0x00, 0x01},
-     true},
-    {"VST80 any address",
-     61,
-     {0xFF, 0xAA, 0xFF, 0, 0, 0xFF, 0x66, 0xFF, 0xFF, 0xFF},
-     0x5,
-     0,
-     {0xFA, 0xAA, 0x1F, 0x00, 0x00, 0xFB, 0x66, 0x53, 0x00, 0x00},
-     true},
+    {"VST80 high", 61, "FFAAFF0000FF66FFFFFF", 0xFFFFFFF, 0, "FFAAFFFF00FF66F7FF01", true},
+    {"VST80 above", 61, "FFAAFF0000FF66FFFFFF", 0x10000000, 0, "FAAA1F0000FB660B0000", false},
+    {"VST80 bit 26", 61, "FFAAFF0000FF66FFFFFF", 0x4000000, 0, "FAAA1F0000FB66030001", true},
+    {"VST80 any address", 61, "FFAAFF0000FF66FFFFFF", 0x5, 0, "FAAA1F0000FB66530000", true},
 
     // Numbers relative to the place.
-    {"PCREL_B_S16", 7, {}, 0x1100, 0x1002, {0x00, 0x01}, true},
-    {"PCREL_H_S16 odd",
-     8,
-     {},
-     0x1101,
-     0x1002,
-     {0x00, 0x01},
-     true,
-     {"E: Odd displacement on ldh/ldsh/sth instruction."}},
-    {"PCREL_W_S16 from the word", 9, {}, 0x1100, 0x1007, {0xFC, 0x00}, true},
-    {"PCREL_S27 from the place less 2", 11, {}, 0x2000, 0x1002, {0x00, 0x10, 0x00, 0x00}, true},
-    {"PCREL_B_S27", 16, {}, 0x2000, 0x1000, {0x00, 0x00, 0x00, 0x10}, true},
-    {"PCREL_W_S27 from the word", 18, {}, 0x2000, 0x1003, {0x00, 0x00, 0x00, 0x10}, true},
+    {"PCREL_B_S16", 7, "", 0x1100, 0x1002, "0001", true},
+    {"PCREL_H_S16 odd", 8, "", 0x1101, 0x1002, "0001", true,
+     "E: Odd displacement on ldh/ldsh/sth instruction."},
+    {"PCREL_W_S16 from the word", 9, "", 0x1100, 0x1007, "FC00", true},
+    {"PCREL_S27 from the place less 2", 11, "", 0x2000, 0x1002, "00100000", true},
+    {"PCREL_B_S27", 16, "", 0x2000, 0x1000, "00000010", true},
+    {"PCREL_W_S27 from the word", 18, "", 0x2000, 0x1003, "00000010", true},
 
     // Numbers relative to the global pointer.
-    {"GPREL_B_S16", 4, {}, gp + 0x10, 0, {0x10, 0x00}, true},
-    {"GPREL_B_S16 below", 4, {}, gp - 0x1000, 0, {0x00, 0xF0}, true},
-    {"GPREL_S27", 10, {}, gp + 0x123456, 0, {0x56, 0x34, 0x12, 0x00}, true},
-    {"GPREL_B_S27", 13, {}, gp + 4, 0, {0x00, 0x00, 0x04, 0x00}, true},
-    {"GPREL_32", 44, {}, gp - 1, 0, {0xFF, 0xFF, 0xFF, 0xFF}, true},
-    {"VLD48_GPREL", 51, {}, gp + 0x100, 0, {0x00, 0x00, 0x00, 0x40}, true},
+    {"GPREL_B_S16", 4, "", gp + 0x10, 0, "1000", true},
+    {"GPREL_B_S16 below", 4, "", gp - 0x1000, 0, "00F0", true},
+    {"GPREL_S27", 10, "", gp + 0x123456, 0, "56341200", true},
+    {"GPREL_B_S27", 13, "", gp + 4, 0, "00000400", true},
+    {"GPREL_32", 44, "", gp - 1, 0, "FFFFFFFF", true},
+    {"VLD48_GPREL", 51, "", gp + 0x100, 0, "00000040", true},
 
     // Section offsets use the plain writers.
-    {"SECTOFF_W_S16", 27, {0x03}, 0x1234, 0, {0x37, 0x12}, true},
-    {"VST48_SECTOFF", 60, {}, 0x12340, 0, {0x01, 0x00, 0x40, 0x1A, 0x00, 0x00}, true},
+    {"SECTOFF_W_S16", 27, "03", 0x1234, 0, "3712", true},
+    {"VST48_SECTOFF", 60, "", 0x12340, 0, "0100401A0000", true},
 };
 
 void PrintTo(const Patch &p, std::ostream *out) {
@@ -278,11 +148,11 @@ TEST_P(VcPatch, WritesItsFieldAndReports) {
     ReportingEntry entry;
     entry.symbol = &object.symbol("sym").global().in(object.section(".data"));
     entry.output = &output;
-    Bytes bytes = tenBytes(p.before);
+    Bytes bytes = hexBytes(p.before);
     EXPECT_EQ(elfVCFixupTable().lookup(p.type)->fixup(entry, bytes.data(), p.value, p.address),
               p.fits);
-    EXPECT_EQ(bytes, tenBytes(p.after));
-    EXPECT_EQ(entry.reports.texts(), p.texts);
+    EXPECT_EQ(bytes, hexBytes(p.after));
+    EXPECT_EQ(entry.reports.texts(), p.report ? Texts{p.report} : Texts{});
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, VcPatch, ::testing::ValuesIn(patches),
@@ -424,35 +294,20 @@ TEST(VcFixupTable, NullLoadRewrite) {
     struct Case {
         const char *what;
         uint32_t type;
-        uint32_t offset; // of the field in its section
-        Bytes before;    // from two bytes in front of the field
+        uint32_t offset;    // of the field in its section
+        const char *before; // from two bytes in front of the field
         uint32_t value;
-        Bytes after;
+        const char *after;
     };
     const Case cases[] = {
-        {"16-bit", 4, 2, {0xC5, 0x2D, 0x12, 0x34}, 0, {0x65, 0x2E, 0x00, 0x00}},
-        {"16-bit other operand", 4, 2, {0xC5, 0x2C, 0x12, 0x34}, 0, {0xC5, 0x2C, 0x00, 0x80}},
-        {"16-bit other opcode", 4, 2, {0xB5, 0x2D, 0x12, 0x34}, 0, {0xB5, 0x2D, 0x00, 0x80}},
-        {"16-bit not null", 4, 2, {0xC5, 0x2D, 0x12, 0x34}, gp, {0xC5, 0x2D, 0x00, 0x00}},
-        {"16-bit at the start", 4, 1, {0xC5, 0x2D, 0x12, 0x34}, 0, {0xC5, 0x2D, 0x00, 0x80}},
-        {"27-bit",
-         10,
-         2,
-         {0x3A, 0x2F, 0x11, 0x22, 0x33, 0x44},
-         0,
-         {0x7A, 0x2F, 0x00, 0x00, 0x00, 0x00}},
-        {"27-bit other opcode",
-         10,
-         2,
-         {0x5A, 0x2F, 0x11, 0x22, 0x33, 0x44},
-         0,
-         {0x5A, 0x2F, 0x00, 0x80, 0xFF, 0x47}},
-        {"27-bit pc-relative",
-         11,
-         8,
-         {0x3A, 0x2F, 0x11, 0x22, 0x33, 0x44},
-         0,
-         {0x7A, 0x2F, 0x00, 0x00, 0x00, 0x00}},
+        {"16-bit", 4, 2, "C52D1234", 0, "652E0000"},
+        {"16-bit other operand", 4, 2, "C52C1234", 0, "C52C0080"},
+        {"16-bit other opcode", 4, 2, "B52D1234", 0, "B52D0080"},
+        {"16-bit not null", 4, 2, "C52D1234", gp, "C52D0000"},
+        {"16-bit at the start", 4, 1, "C52D1234", 0, "C52D0080"},
+        {"27-bit", 10, 2, "3A2F11223344", 0, "7A2F00000000"},
+        {"27-bit other opcode", 10, 2, "5A2F11223344", 0, "5A2F0080FF47"},
+        {"27-bit pc-relative", 11, 8, "3A2F11223344", 0, "7A2F00000000"},
     };
     FixupOutput output(gp);
     for (const Case &c : cases) {
@@ -460,9 +315,9 @@ TEST(VcFixupTable, NullLoadRewrite) {
         ReportingEntry entry;
         entry.output = &output;
         entry.offset = c.offset;
-        Bytes bytes = c.before;
+        Bytes bytes = hexBytes(c.before, 0);
         EXPECT_TRUE(elfVCFixupTable().lookup(c.type)->fixup(entry, bytes.data() + 2, c.value, 0));
-        EXPECT_EQ(bytes, c.after);
+        EXPECT_EQ(bytes, hexBytes(c.after, 0));
         EXPECT_EQ(entry.reports.texts(), Texts{});
     }
 }
