@@ -99,10 +99,10 @@ uint32_t ElfSectionForOutput::groupOffset() {
     return offsetInGroup;
 }
 OutputSectionSpec *ElfSectionForOutput::outputSectionSpec() {
-    return spec;
+    return layoutRule;
 }
 void ElfSectionForOutput::setOutputSectionSpec(OutputSectionSpec *rule) {
-    spec = rule;
+    layoutRule = rule;
 }
 Section *ElfSectionForOutput::outputSection() {
     return this;

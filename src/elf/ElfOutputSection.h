@@ -53,8 +53,8 @@ protected:
     Section *dynReltab = nullptr;    // not owned
     const char *groupName = nullptr; // not owned
     uint32_t groupNameOffset = 0;
-    OutputSectionSpec *spec = nullptr; // not owned
-    SectionGroup *group = nullptr;     // not owned
+    OutputSectionSpec *layoutRule = nullptr; // not owned
+    SectionGroup *group = nullptr;           // not owned
     uint32_t offsetInGroup = 0;
 };
 

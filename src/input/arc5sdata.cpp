@@ -125,7 +125,10 @@ void split(SectionSet &low, SectionSet &high) {
 }
 
 // The base: a multiple of 4 that only rises, never above 0x400, placed by
-// checks on the boundaries of the groups in turn.
+// checks on the boundaries of the groups in turn.  The two checks on the low
+// boundaries only ever raise to within 3 bytes of a base that is a multiple
+// of 4 already, so in effect they never move it; they are kept for the
+// symmetry of the reach.
 int32_t chooseBase(int32_t hlo, int32_t blo, int32_t bhi, int32_t hhi, int32_t whi) {
     int32_t base = 0;
     auto raiseTo = [&](int32_t value) {

@@ -60,15 +60,7 @@ protected:
         return *sections.back();
     }
 
-    // The names of the combined section's members with their offsets.
-    std::string layout() {
-        std::string text;
-        combined.eachMember([&](Section &s) {
-            text += std::string(s.name()) + "@" + std::to_string(s.offsetInCombinedSection()) + " ";
-            return true;
-        });
-        return text;
-    }
+    std::string layout() { return memberLayout(combined); }
 };
 
 TEST_F(ElfOutputSectionTest, MadeSectionStartsEmptyAndKeepsItsFields) {

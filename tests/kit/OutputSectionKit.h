@@ -15,6 +15,7 @@
 #include "reloc/RelocationsIterator.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 // An input section of an ELF file: size, alignment and type live in its
@@ -48,6 +49,16 @@ private:
         return header;
     }
 };
+
+// The members of a combined section as "name@offset " in mapping order.
+inline std::string memberLayout(Section &combined) {
+    std::string text;
+    combined.eachMember([&](Section &s) {
+        text += std::string(s.name()) + "@" + std::to_string(s.offsetInCombinedSection()) + " ";
+        return true;
+    });
+    return text;
+}
 
 // A defined local symbol of a section, with a value and a size.
 class PlacedSymbol : public Symbol {
