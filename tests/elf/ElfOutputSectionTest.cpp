@@ -66,11 +66,8 @@ protected:
 TEST_F(ElfOutputSectionTest, MadeSectionStartsEmptyAndKeepsItsFields) {
     MadeSection made(".symtab", &output);
     EXPECT_EQ(words(*made.elfHeader()), (std::vector<uint32_t>{0, 0, 0, 0, 0, 0, 0, 0, 1, 0}));
-    EXPECT_EQ(made.namedGroup(), nullptr);
-    EXPECT_EQ(made.sectionGroup(), nullptr);
-    EXPECT_EQ(made.outputSectionSpec(), nullptr);
-    EXPECT_EQ(made.dynIndex(), 0u);
-    EXPECT_EQ(made.associatedDynReltab(), nullptr);
+    EXPECT_TRUE(!made.namedGroup() && !made.sectionGroup() && !made.outputSectionSpec() &&
+                made.dynIndex() == 0 && !made.associatedDynReltab());
 
     SectionGroup group(0, nullptr, SectionGroup::none);
     Rule rule;
@@ -106,13 +103,10 @@ TEST_F(ElfOutputSectionTest, WrappingTakesNameAndBecomesTheOutputSection) {
     EXPECT_EQ(out.outputSection(), &out);
     ElfSection &asElf = out;
     EXPECT_EQ(asElf.asElfOutputSection(), &out);
-    const Elf32_Shdr &h = *out.elfHeader();
-    EXPECT_EQ(h.sh_type, SHT_PROGBITS);
-    EXPECT_EQ(h.sh_addr, 0x8000u);
-    EXPECT_EQ(h.sh_size, 0x10u);
-    EXPECT_EQ(h.sh_addralign, 4u);
-    EXPECT_EQ(h.sh_entsize, 1u);
-    EXPECT_EQ(h.sh_flags, SHF_ALLOC | SHF_WRITE);
+    // name, type, flags, addr, offset, size, link, info, align, entsize
+    EXPECT_EQ(words(*out.elfHeader()),
+              (std::vector<uint32_t>{0, SHT_PROGBITS, SHF_ALLOC | SHF_WRITE, 0x8000, 0, 0x10, 0, 0,
+                                     4, 1}));
 }
 
 TEST_F(ElfOutputSectionTest, AWrappedElfSectionGivesItsWholeHeader) {
