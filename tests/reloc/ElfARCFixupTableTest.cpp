@@ -269,72 +269,42 @@ TEST_P(ArcPatch, WritesBothOrdersAndReports) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ArcPatch, ::testing::ValuesIn(patches),
-                         [](const ::testing::TestParamInfo<Patch> &info) {
-                             std::string name = info.param.what;
-                             for (char &c : name)
-                                 if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return name;
-                         });
-
-TEST(ArcFixupTable, MiddleEndianWordOfALittleEndianFile) {
-    FakeDescriptor entry;
-    uint8_t bytes[4] = {0, 0, 0, 0};
-    elfARCFixupTable(false).lookup(27)->fixup(entry, bytes, 0x12345678, 0);
-    EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 4),
-              (std::vector<uint8_t>{0x34, 0x12, 0x78, 0x56}));
-}
-
-struct Expected {
-    uint32_t type;
-    const char *name;
-    ReferenceKind kind;
-    uint8_t pcRelative;
-};
+                         [](const auto &info) { return testNameOf(info.param.what); });
 
 TEST(ArcFixupTable, RowsByType) {
     const ReferenceKind direct = ReferenceKind::direct, sda = ReferenceKind::smallData,
                         sec = ReferenceKind::sectionRelative;
-    const Expected rows[] = {
-        {0, "NONE", direct, 0},
-        {1, "ADDR8", direct, 0},
-        {4, "ARC_32", direct, 0},
-        {5, "B26", direct, 0},
-        {6, "REL_B22", direct, 1},
-        {7, "H30", direct, 0},
-        {11, "ARC_N32", direct, 0},
-        {12, "SDAREL9", sda, 0},
-        {13, "SECTOFF", sec, 0},
-        {14, "REL_S21H", direct, 1},
-        {17, "REL_S25W", direct, 1},
-        {18, "SDA32", sda, 0},
-        {arc::sdaLdst, "SDA_LDST", sda, 0},
-        {arc::sdaLdst1, "SDA_LDST1", sda, 0},
-        {arc::sdaLdst2, "SDA_LDST2", sda, 0},
-        {arc::sda16Ld, "SDA16_LD", sda, 0},
-        {arc::sda16Ld1, "SDA16_LD1", sda, 0},
-        {arc::sda16Ld2, "SDA16_LD2", sda, 0},
-        {25, "REL_S13W", direct, 1},
-        {26, "ARCW", direct, 0},
-        {27, "ADDR32_ME", direct, 0},
-        {29, "SECTOFF_ME", sec, 0},
-        {30, "SDA32_ME", sda, 0},
-        {32, "H30", direct, 0},
-        {33, "SECTOFF_U8", sec, 0},
-        {34, "SECTOFF_S9", sec, 0},
-        {35, "SECTOFF_U8", sec, 0},
-        {38, "SECTOFF_S9", sec, 0},
-        {40, "SECTOFF_S9_2", sec, 0},
-    };
     for (bool bigEndian : {true, false}) {
         ElfFixupTable &table = elfARCFixupTable(bigEndian);
-        for (const Expected &e : rows) {
-            const FixupRow *row = table.lookup(e.type);
-            EXPECT_STREQ(row->name, e.name) << e.type;
-            EXPECT_EQ(row->kind, e.kind) << e.type;
-            EXPECT_EQ(row->pcRelative, e.pcRelative) << e.type;
-            EXPECT_NE(row->fixup, nullptr) << e.type;
-            EXPECT_EQ(row->tableFixup, nullptr) << e.type;
-        }
+        expectRows(table, {{0, "NONE", direct, 0},
+                           {1, "ADDR8", direct, 0},
+                           {4, "ARC_32", direct, 0},
+                           {5, "B26", direct, 0},
+                           {6, "REL_B22", direct, 1},
+                           {7, "H30", direct, 0},
+                           {11, "ARC_N32", direct, 0},
+                           {12, "SDAREL9", sda, 0},
+                           {13, "SECTOFF", sec, 0},
+                           {14, "REL_S21H", direct, 1},
+                           {17, "REL_S25W", direct, 1},
+                           {18, "SDA32", sda, 0},
+                           {arc::sdaLdst, "SDA_LDST", sda, 0},
+                           {arc::sdaLdst1, "SDA_LDST1", sda, 0},
+                           {arc::sdaLdst2, "SDA_LDST2", sda, 0},
+                           {arc::sda16Ld, "SDA16_LD", sda, 0},
+                           {arc::sda16Ld1, "SDA16_LD1", sda, 0},
+                           {arc::sda16Ld2, "SDA16_LD2", sda, 0},
+                           {25, "REL_S13W", direct, 1},
+                           {26, "ARCW", direct, 0},
+                           {27, "ADDR32_ME", direct, 0},
+                           {29, "SECTOFF_ME", sec, 0},
+                           {30, "SDA32_ME", sda, 0},
+                           {32, "H30", direct, 0},
+                           {33, "SECTOFF_U8", sec, 0},
+                           {34, "SECTOFF_S9", sec, 0},
+                           {35, "SECTOFF_U8", sec, 0},
+                           {38, "SECTOFF_S9", sec, 0},
+                           {40, "SECTOFF_S9_2", sec, 0}});
         EXPECT_EQ(table.lookup(41), &unknownFixupRow);
     }
 }

@@ -15,57 +15,37 @@ namespace {
 
 using Kind = ReferenceKind;
 
-struct RowCase {
-    uint32_t type;
-    const char *name;
-    Kind kind;
-    bool pcRelative;
-};
-
-const RowCase rowCases[] = {
-    {0, "NONE", Kind::direct, false},
-    {1, "ADDR32", Kind::direct, false},
-    {2, "REL24", Kind::direct, true},
-    {11, "SHIFT_IMM", Kind::direct, false},
-    {12, "RELATIVE", Kind::invalid, false},
-    {16, "SBOFF", Kind::machineSpecific, false},
-    {26, "SECTOFF", Kind::sectionRelative, false},
-    {28, "NADDR16", Kind::direct, false},
-    {29, "", Kind::invalid, false},
-    {31, "", Kind::invalid, false},
-    {32, "REL8", Kind::direct, true},
-    {45, "IMM7_ALN", Kind::direct, true},
-    {46, "R_ARM_16_SDAHI", Kind::machineSpecific, false},
-    {49, "R_ARM_16_SDAREG", Kind::machineSpecific, false},
-    {50, "", Kind::invalid, false},
-    {63, "", Kind::invalid, false},
-    {64, "R_ARM_REL24_BL", Kind::direct, true},
-    {67, "R_ARM_PIC32", Kind::direct, true},
-    {68, "", Kind::invalid, false},
-    {79, "", Kind::invalid, false},
-    {80, "R_ARM_DLL", Kind::machineSpecific, false},
-    {84, "R_ARM_16_PICREG", Kind::machineSpecific, false},
-    {85, "R_ARM_PICDISP", Kind::machineSpecific, true},
-    {88, "R_ARM_16_RODISP", Kind::machineSpecific, true},
-    {89, "REL24_I", Kind::direct, true},
-    {0x81, "REL23", Kind::direct, true},
-    {0x82, "ADDR23", Kind::direct, false},
-    {0x88, "RI_IM19_L16", Kind::direct, false},
-};
-
 TEST(ElfARMFixupTable, RowsOfBothOrdersByNameKindAndFlag) {
     for (bool big : {true, false}) {
         ElfFixupTable &table = elfARMFixupTable(big);
-        for (const RowCase &c : rowCases) {
-            SCOPED_TRACE(c.type);
-            const FixupRow *row = table.lookup(c.type);
-            ASSERT_NE(row, nullptr);
-            EXPECT_STREQ(row->name, c.name);
-            EXPECT_EQ(row->kind, c.kind);
-            EXPECT_EQ(row->pcRelative, c.pcRelative ? 1 : 0);
-            EXPECT_EQ(row->tableFixup, nullptr);
-            EXPECT_NE(row->fixup, nullptr);
-        }
+        expectRows(table, {{0, "NONE", Kind::direct, false},
+                           {1, "ADDR32", Kind::direct, false},
+                           {2, "REL24", Kind::direct, true},
+                           {11, "SHIFT_IMM", Kind::direct, false},
+                           {12, "RELATIVE", Kind::invalid, false},
+                           {16, "SBOFF", Kind::machineSpecific, false},
+                           {26, "SECTOFF", Kind::sectionRelative, false},
+                           {28, "NADDR16", Kind::direct, false},
+                           {29, "", Kind::invalid, false},
+                           {31, "", Kind::invalid, false},
+                           {32, "REL8", Kind::direct, true},
+                           {45, "IMM7_ALN", Kind::direct, true},
+                           {46, "R_ARM_16_SDAHI", Kind::machineSpecific, false},
+                           {49, "R_ARM_16_SDAREG", Kind::machineSpecific, false},
+                           {50, "", Kind::invalid, false},
+                           {63, "", Kind::invalid, false},
+                           {64, "R_ARM_REL24_BL", Kind::direct, true},
+                           {67, "R_ARM_PIC32", Kind::direct, true},
+                           {68, "", Kind::invalid, false},
+                           {79, "", Kind::invalid, false},
+                           {80, "R_ARM_DLL", Kind::machineSpecific, false},
+                           {84, "R_ARM_16_PICREG", Kind::machineSpecific, false},
+                           {85, "R_ARM_PICDISP", Kind::machineSpecific, true},
+                           {88, "R_ARM_16_RODISP", Kind::machineSpecific, true},
+                           {89, "REL24_I", Kind::direct, true},
+                           {0x81, "REL23", Kind::direct, true},
+                           {0x82, "ADDR23", Kind::direct, false},
+                           {0x88, "RI_IM19_L16", Kind::direct, false}});
         // The gaps of the split table have no row at all.
         for (uint32_t type : {90u, 0x80u, 0x89u, 0xFFu, 0xFFFFFFFFu})
             EXPECT_EQ(table.lookup(type), nullptr) << type;

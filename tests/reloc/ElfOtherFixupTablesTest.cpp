@@ -13,62 +13,49 @@ namespace {
 
 const ReferenceKind direct = ReferenceKind::direct;
 
-struct RowCase {
-    uint32_t type;
-    const char *name;
-    ReferenceKind kind;
-    uint8_t pcRelative;
-};
-
-void expectRows(ElfFixupTable &table, uint32_t count, const std::vector<RowCase> &rows,
-                const char *which) {
-    for (const RowCase &e : rows) {
-        const FixupRow *row = table.lookup(e.type);
-        EXPECT_STREQ(row->name, e.name) << which << " " << e.type;
-        EXPECT_EQ(row->kind, e.kind) << which << " " << e.type;
-        EXPECT_EQ(row->pcRelative, e.pcRelative) << which << " " << e.type;
-    }
-    EXPECT_NE(table.lookup(count - 1), &unknownFixupRow) << which;
-    EXPECT_EQ(table.lookup(count), &unknownFixupRow) << which;
+// The rows of `table` end at `count`.
+void expectCount(ElfFixupTable &table, uint32_t count) {
+    EXPECT_NE(table.lookup(count - 1), &unknownFixupRow) << count;
+    EXPECT_EQ(table.lookup(count), &unknownFixupRow) << count;
 }
 
 TEST(ElfOtherFixupTables, RowsNamesKindsAndFlags) {
     const ReferenceKind got = ReferenceKind::gotReference;
     const ReferenceKind plt = ReferenceKind::pltReference;
     const ReferenceKind invalid = ReferenceKind::invalid;
-    expectRows(elfSPARCFixupTable(), 25,
-               {{0, "NONE", direct, 0},
-                {1, "_8", direct, 0},
-                {6, "DISP32", direct, 0},
-                {7, "WDISP30", direct, 1},
-                {8, "WDISP22", direct, 1},
-                {11, "_13", direct, 0},
-                {13, "GOT10", got, 0},
-                {15, "GOT22", got, 0},
-                {17, "PC22", direct, 1},
-                {18, "WPLT30", plt, 1},
-                {19, "COPY", invalid, 0},
-                {24, "NUM", invalid, 0}},
-               "SPARC");
-    expectRows(elfI386FixupTable(), 13,
-               {{1, "32", direct, 0},
-                {2, "PC32", direct, 1},
-                {3, "GOT32", got, 0},
-                {4, "PLT32", plt, 1},
-                {6, "GLOBDAT", invalid, 0},
-                {9, "GOTOFF", ReferenceKind::gotRelative, 0},
-                {10, "GOTPC", ReferenceKind::gotPcRelative, 1},
-                {11, "NEG32", direct, 0},
-                {12, "SECTOFF", ReferenceKind::sectionRelative, 0}},
-               "386");
+    expectCount(elfSPARCFixupTable(), 25);
+    expectRows(elfSPARCFixupTable(), {{0, "NONE", direct, 0},
+                                      {1, "_8", direct, 0},
+                                      {6, "DISP32", direct, 0},
+                                      {7, "WDISP30", direct, 1},
+                                      {8, "WDISP22", direct, 1},
+                                      {11, "_13", direct, 0},
+                                      {13, "GOT10", got, 0},
+                                      {15, "GOT22", got, 0},
+                                      {17, "PC22", direct, 1},
+                                      {18, "WPLT30", plt, 1},
+                                      {19, "COPY", invalid, 0},
+                                      {24, "NUM", invalid, 0}});
+    expectCount(elfI386FixupTable(), 13);
+    expectRows(elfI386FixupTable(), {{1, "32", direct, 0},
+                                     {2, "PC32", direct, 1},
+                                     {3, "GOT32", got, 0},
+                                     {4, "PLT32", plt, 1},
+                                     {6, "GLOBDAT", invalid, 0},
+                                     {9, "GOTOFF", ReferenceKind::gotRelative, 0},
+                                     {10, "GOTPC", ReferenceKind::gotPcRelative, 1},
+                                     {11, "NEG32", direct, 0},
+                                     {12, "SECTOFF", ReferenceKind::sectionRelative, 0}});
     // PJ and machine 0x9999 share their names in both orders, and no row is
     // relative although two take the place off.
-    std::vector<RowCase> pj = {{0, "NONE", direct, 0},   {1, "PCREL16", direct, 0},
-                               {5, "ADDR24", direct, 0}, {10, "NADDR32", direct, 0},
-                               {11, "CON1", direct, 0},  {14, "HI", direct, 0}};
+    std::vector<ExpectedRow> pj = {{0, "NONE", direct, 0},   {1, "PCREL16", direct, 0},
+                                   {5, "ADDR24", direct, 0}, {10, "NADDR32", direct, 0},
+                                   {11, "CON1", direct, 0},  {14, "HI", direct, 0}};
     for (bool bigEndian : {true, false}) {
-        expectRows(elfPJCFixupTable(bigEndian), 15, pj, "PJ");
-        expectRows(elfNMFixupTable(bigEndian), 15, pj, "NM");
+        for (ElfFixupTable *table : {&elfPJCFixupTable(bigEndian), &elfNMFixupTable(bigEndian)}) {
+            expectRows(*table, pj);
+            expectCount(*table, 15);
+        }
     }
 }
 

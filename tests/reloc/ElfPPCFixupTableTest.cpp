@@ -19,44 +19,28 @@ const ReferenceKind direct = ReferenceKind::direct;
 const ReferenceKind byFixup = ReferenceKind::machineSpecific;
 
 TEST(ElfPPCFixupTable, RowsOfBothOrdersShareNamesKindsAndFlags) {
-    struct {
-        uint32_t type;
-        const char *name;
-        ReferenceKind kind;
-        uint8_t pcRelative;
-    } expected[] = {
-        {0, "NONE", direct, 0},
-        {1, "ADDR32", direct, 0},
-        {6, "ADDR16_HA", direct, 0},
-        {10, "REL24", direct, 1},
-        {13, "REL14_BRNTAKEN", direct, 1},
-        {16, "GOT17_HI", ReferenceKind::gotReference, 0},
-        {18, "PLT24", ReferenceKind::pltReference, 1},
-        {19, "NONE", direct, 0},
-        {21, "JMPSLOT", ReferenceKind::invalid, 0},
-        {26, "REL32", direct, 1},
-        {28, "PLTREL32", ReferenceKind::pltReference, 1},
-        {32, "SDAREL16", byFixup, 0},
-        {33, "SECTOFF", ReferenceKind::sectionRelative, 0},
-        {37, "ADDR30", direct, 1},
-        {0x65, "NADDR32", direct, 0},
-        {0x6D, "SDA21", byFixup, 0},
-        {0x6F, "RELSEC16", ReferenceKind::sectionRelative, 0},
-        {0x74, "RELSDA", byFixup, 0},
-        {0xB4, "R_PPC_DIAB_SDA21_LO", byFixup, 0},
-        {0xB9, "R_PPC_DIAB_RELSDA_HA", byFixup, 0},
-    };
     for (bool bigEndian : {true, false}) {
         ElfFixupTable &table = elfPPCFixupTable(bigEndian);
-        for (const auto &e : expected) {
-            const FixupRow *row = table.lookup(e.type);
-            ASSERT_NE(row, nullptr) << e.type;
-            EXPECT_STREQ(row->name, e.name) << e.type;
-            EXPECT_EQ(row->kind, e.kind) << e.type;
-            EXPECT_EQ(row->pcRelative, e.pcRelative) << e.type;
-            EXPECT_NE(row->fixup, nullptr) << e.type;
-            EXPECT_EQ(row->tableFixup, nullptr) << e.type;
-        }
+        expectRows(table, {{0, "NONE", direct, 0},
+                           {1, "ADDR32", direct, 0},
+                           {6, "ADDR16_HA", direct, 0},
+                           {10, "REL24", direct, 1},
+                           {13, "REL14_BRNTAKEN", direct, 1},
+                           {16, "GOT17_HI", ReferenceKind::gotReference, 0},
+                           {18, "PLT24", ReferenceKind::pltReference, 1},
+                           {19, "NONE", direct, 0},
+                           {21, "JMPSLOT", ReferenceKind::invalid, 0},
+                           {26, "REL32", direct, 1},
+                           {28, "PLTREL32", ReferenceKind::pltReference, 1},
+                           {32, "SDAREL16", byFixup, 0},
+                           {33, "SECTOFF", ReferenceKind::sectionRelative, 0},
+                           {37, "ADDR30", direct, 1},
+                           {0x65, "NADDR32", direct, 0},
+                           {0x6D, "SDA21", byFixup, 0},
+                           {0x6F, "RELSEC16", ReferenceKind::sectionRelative, 0},
+                           {0x74, "RELSDA", byFixup, 0},
+                           {0xB4, "R_PPC_DIAB_SDA21_LO", byFixup, 0},
+                           {0xB9, "R_PPC_DIAB_RELSDA_HA", byFixup, 0}});
         // Beyond each range and in the gaps there is no row at all.
         for (uint32_t gap : {38u, 0x64u, 0x75u, 0xB3u, 0xBAu, 0xFFu})
             EXPECT_EQ(table.lookup(gap), nullptr) << gap;

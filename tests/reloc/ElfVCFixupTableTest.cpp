@@ -156,54 +156,33 @@ TEST_P(VcPatch, WritesItsFieldAndReports) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, VcPatch, ::testing::ValuesIn(patches),
-                         [](const ::testing::TestParamInfo<Patch> &info) {
-                             std::string name = info.param.what;
-                             for (char &c : name)
-                                 if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return name;
-                         });
-
-struct Expected {
-    uint32_t type;
-    const char *name;
-    ReferenceKind kind;
-    uint8_t pcRelative;
-};
+                         [](const auto &info) { return testNameOf(info.param.what); });
 
 TEST(VcFixupTable, RowsByType) {
     const ReferenceKind direct = ReferenceKind::direct, sec = ReferenceKind::sectionRelative;
-    const Expected rows[] = {
-        {0, "NONE", direct, 0},
-        {1, "32", direct, 0},
-        {3, "8", direct, 0},
-        {4, "GPREL_B_S16", direct, 0},
-        {7, "PCREL_B_S16", direct, 0},
-        {11, "PCREL_S27", direct, 0},
-        {21, "W_S27", direct, 0},
-        {22, "S23H", direct, 1},
-        {23, "S27H", direct, 1},
-        {24, "SECTOFF_16", sec, 0},
-        {28, "SECTOFF_S27", sec, 0},
-        {32, "SECTOFF_32", sec, 0},
-        {vcSecondType, "SECOND", direct, 0},
-        {34, "DIFF_8", direct, 0},
-        {43, "DIFF_W_S27", direct, 0},
-        {44, "GPREL_32", direct, 0},
-        {45, "GPREL_S16", direct, 0},
-        {52, "VLD48_SECTOFF", direct, 0},
-        {56, "VLD80_SECTOFF", direct, 0},
-        {58, "VST48_DIFF", direct, 0},
-        {63, "VST80_GPREL", direct, 0},
-        {65, "DISP_32", direct, 0},
-    };
     ElfFixupTable &table = elfVCFixupTable();
-    for (const Expected &e : rows) {
-        const FixupRow *row = table.lookup(e.type);
-        EXPECT_STREQ(row->name, e.name) << e.type;
-        EXPECT_EQ(row->kind, e.kind) << e.type;
-        EXPECT_EQ(row->pcRelative, e.pcRelative) << e.type;
-        EXPECT_NE(row->fixup, nullptr) << e.type;
-    }
+    expectRows(table, {{0, "NONE", direct, 0},
+                       {1, "32", direct, 0},
+                       {3, "8", direct, 0},
+                       {4, "GPREL_B_S16", direct, 0},
+                       {7, "PCREL_B_S16", direct, 0},
+                       {11, "PCREL_S27", direct, 0},
+                       {21, "W_S27", direct, 0},
+                       {22, "S23H", direct, 1},
+                       {23, "S27H", direct, 1},
+                       {24, "SECTOFF_16", sec, 0},
+                       {28, "SECTOFF_S27", sec, 0},
+                       {32, "SECTOFF_32", sec, 0},
+                       {vcSecondType, "SECOND", direct, 0},
+                       {34, "DIFF_8", direct, 0},
+                       {43, "DIFF_W_S27", direct, 0},
+                       {44, "GPREL_32", direct, 0},
+                       {45, "GPREL_S16", direct, 0},
+                       {52, "VLD48_SECTOFF", direct, 0},
+                       {56, "VLD80_SECTOFF", direct, 0},
+                       {58, "VST48_DIFF", direct, 0},
+                       {63, "VST80_GPREL", direct, 0},
+                       {65, "DISP_32", direct, 0}});
     EXPECT_EQ(table.lookup(66), &unknownFixupRow);
     EXPECT_EQ(&table, &elfVCFixupTable()); // one table for the run
 

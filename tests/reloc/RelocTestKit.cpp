@@ -2,6 +2,10 @@
 
 #include "support/sprintf.h"
 
+#include <gtest/gtest.h>
+
+#include <cctype>
+
 std::string Reports::render(const char *format, va_list args) {
     char buffer[2048];
     StringFormatOut out(buffer, sizeof buffer, false, engine);
@@ -108,4 +112,23 @@ std::string errorOfEntry3(const char *target, const std::string &text) {
     return std::string("E: In a.o, section .text at 0x40,\n|\t(relocation record #3 of type T) "
                        "refs ") +
            target + ":\n|\t" + text;
+}
+
+void expectRows(ElfFixupTable &table, const std::vector<ExpectedRow> &rows) {
+    for (const ExpectedRow &e : rows) {
+        SCOPED_TRACE(testing::Message() << "type " << e.type);
+        const FixupRow *row = table.lookup(e.type);
+        ASSERT_NE(row, nullptr);
+        EXPECT_STREQ(row->name, e.name);
+        EXPECT_EQ(row->kind, e.kind);
+        EXPECT_EQ(row->pcRelative, e.pcRelative ? 1 : 0);
+        EXPECT_TRUE(row->fixup || row->tableFixup);
+    }
+}
+
+std::string testNameOf(const char *what) {
+    std::string name = what;
+    for (char &c : name)
+        if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+    return name;
 }

@@ -370,6 +370,21 @@ private:
 std::vector<uint8_t> orderedBytes(uint32_t value, uint32_t width, bool bigEndian);
 uint32_t orderedValue(const std::vector<uint8_t> &bytes, uint32_t width, bool bigEndian);
 
+// What a test expects of the row of `type` in a fixup table.
+struct ExpectedRow {
+    uint32_t type;
+    const char *name;
+    ReferenceKind kind;
+    bool pcRelative;
+};
+
+// Checks name, kind and pc-relative flag of the row of each expected type,
+// and that the row has a routine.
+void expectRows(ElfFixupTable &table, const std::vector<ExpectedRow> &rows);
+
+// A test name made of `what`: letters and digits kept, the rest '_'.
+std::string testNameOf(const char *what);
+
 // Runs the row of `type` on a field of `width` bytes holding `field`; the
 // field afterwards goes to `written`, or 0xDEADBEEF if a guard byte changed.
 bool runRow(ElfFixupTable &table, uint32_t type, RelocationDescriptor &entry, uint32_t width,
