@@ -2,7 +2,7 @@
 // its answer at the limits of its range; the field accessors.
 #include "reloc/reloc.h"
 
-#include "FakeDescriptor.h"
+#include "RelocTestKit.h"
 
 #include <gtest/gtest.h>
 
@@ -22,16 +22,6 @@ struct Case {
     uint32_t written;
     bool fits;
 };
-
-// The field of `width` bytes holding `value` in the order asked for.
-std::vector<uint8_t> bytesOf(uint32_t value, uint32_t width, bool bigEndian) {
-    std::vector<uint8_t> bytes(width + 2, 0xEE); // guard bytes behind the field
-    for (uint32_t i = 0; i < width; ++i) {
-        uint32_t shift = 8 * (bigEndian ? width - 1 - i : i);
-        bytes[i] = uint8_t(value >> shift);
-    }
-    return bytes;
-}
 
 const Case cases[] = {
     {"add8 low", reloc::add8, nullptr, 1, 0x10, uint32_t(-0x80), 0, 0x90, true},
@@ -65,10 +55,10 @@ TEST_P(PatchRoutine, WritesItsFieldAndAnswersByRange) {
     for (bool bigEndian : {true, false}) {
         FixupRoutine routine = bigEndian || !c.little ? c.big : c.little;
         FakeDescriptor entry;
-        std::vector<uint8_t> bytes = bytesOf(c.field, c.width, bigEndian);
+        std::vector<uint8_t> bytes = orderedBytes(c.field, c.width, bigEndian);
         EXPECT_EQ(routine(entry, bytes.data(), c.value, c.address), c.fits)
             << c.name << (bigEndian ? " big" : " little");
-        EXPECT_EQ(bytes, bytesOf(c.written, c.width, bigEndian))
+        EXPECT_EQ(bytes, orderedBytes(c.written, c.width, bigEndian))
             << c.name << (bigEndian ? " big" : " little");
     }
 }
@@ -94,19 +84,19 @@ TEST(NegatedRoutines, WriteTheNegatedDistance) {
     };
     for (const Negated &row : rows)
         for (bool bigEndian : {true, false}) {
-            std::vector<uint8_t> bytes = bytesOf(row.field, row.width, bigEndian);
+            std::vector<uint8_t> bytes = orderedBytes(row.field, row.width, bigEndian);
             FixupRoutine routine = bigEndian || !row.little ? row.big : row.little;
             EXPECT_EQ(routine(entry, bytes.data(), 0, 0), row.fits);
-            EXPECT_EQ(bytes, bytesOf(row.written, row.width, bigEndian)) << row.written;
+            EXPECT_EQ(bytes, orderedBytes(row.written, row.width, bigEndian)) << row.written;
         }
 
     // Bit 15 set: the adjusted high half takes one more.
     entry.valueWithoutAddendOf = uint32_t(-0x18000 + 4); // D = 0x00018000
     for (bool bigEndian : {true, false}) {
-        std::vector<uint8_t> bytes = bytesOf(0, 2, bigEndian);
+        std::vector<uint8_t> bytes = orderedBytes(0, 2, bigEndian);
         (bigEndian ? reloc::setNegatedAdjusted16Be
                    : reloc::setNegatedAdjusted16Le)(entry, bytes.data(), 0, 0);
-        EXPECT_EQ(bytes, bytesOf(0x0002, 2, bigEndian));
+        EXPECT_EQ(bytes, orderedBytes(0x0002, 2, bigEndian));
     }
 }
 
@@ -126,12 +116,12 @@ TEST(NegatedRoutines, Negate16AnswersBySignedSum) {
     for (const auto &row : rows)
         for (bool bigEndian : {true, false}) {
             entry.addendOf = row.distance; // valueWithoutAddend stays 0
-            std::vector<uint8_t> bytes = bytesOf(row.field, 2, bigEndian);
+            std::vector<uint8_t> bytes = orderedBytes(row.field, 2, bigEndian);
             EXPECT_EQ(
                 (bigEndian ? reloc::negate16Be : reloc::negate16Le)(entry, bytes.data(), 0, 0),
                 row.fits)
                 << row.distance;
-            EXPECT_EQ(bytes, bytesOf(row.written, 2, bigEndian));
+            EXPECT_EQ(bytes, orderedBytes(row.written, 2, bigEndian));
         }
 }
 
@@ -139,10 +129,10 @@ TEST(ValueRoutines, SubtractValue32TakesTheEntrysValueNotV) {
     FakeDescriptor entry;
     entry.valueOf_ = 0x30;
     for (bool bigEndian : {true, false}) {
-        std::vector<uint8_t> bytes = bytesOf(0x100, 4, bigEndian);
+        std::vector<uint8_t> bytes = orderedBytes(0x100, 4, bigEndian);
         EXPECT_TRUE((bigEndian ? reloc::subtractValue32Be
                                : reloc::subtractValue32Le)(entry, bytes.data(), 0x9999, 0));
-        EXPECT_EQ(bytes, bytesOf(0xD0, 4, bigEndian));
+        EXPECT_EQ(bytes, orderedBytes(0xD0, 4, bigEndian));
     }
 }
 
