@@ -159,6 +159,21 @@ TEST_F(Arc5SdataTest, SplittingAndTheBase) {
     EXPECT_EQ(layout(), "w2@0 h2@768 b1@896 h1@960 w1@1088 n1@1344 ");
 }
 
+// Far ends pull the base up; the checks on the low boundaries would pull
+// it back down, which the base never does.
+TEST_F(Arc5SdataTest, TheBaseNeverGoesDown) {
+    for (const char *name : {"wa", "wb"})
+        reach(member(name, 0x100), wordLdst);
+    for (const char *name : {"ha", "hb"})
+        reach(member(name, 0x200), halfLdst);
+    reach(member("b", 0x10), byteLdst);
+    // Hlo 0x100, Blo 0x300, Bhi 0x30F, Hhi 0x50E, Whi 0x60C: the word check
+    // raises to 0x210, the half-word check to 0x310, below which Hlo lies
+    // too far.
+    EXPECT_EQ(remap(), 0x310u);
+    EXPECT_EQ(layout(), "wb@0 hb@256 b@768 ha@784 wa@1296 ");
+}
+
 TEST_F(Arc5SdataTest, TheBaseStopsAt0x400) {
     MemberSection &big = member("big", 0x900);
     member("tail", 0x10);
