@@ -54,19 +54,6 @@ TEST(ElfARMFixupTable, RowsOfBothOrdersByNameKindAndFlag) {
     EXPECT_EQ(&elfARMFixupTable(true), &elfARMFixupTable(true));
 }
 
-TEST(ElfARMFixupTable, EachWalksBothRangesInOrder) {
-    std::vector<uint32_t> types;
-    elfARMFixupTable(false).each([&](uint32_t type, const FixupRow &) {
-        types.push_back(type);
-        return true;
-    });
-    ASSERT_EQ(types.size(), 98u);
-    EXPECT_EQ(types[0], 0u);
-    EXPECT_EQ(types[89], 89u);
-    EXPECT_EQ(types[90], 0x81u);
-    EXPECT_EQ(types[97], 0x88u);
-}
-
 TEST(ElfARMFixupTable, EncodeImmediateTakesTheFirstRotationThatFits) {
     const struct {
         uint32_t x;
