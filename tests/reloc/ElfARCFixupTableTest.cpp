@@ -276,35 +276,18 @@ TEST(ArcFixupTable, RowsByType) {
                         sec = ReferenceKind::sectionRelative;
     for (bool bigEndian : {true, false}) {
         ElfFixupTable &table = elfARCFixupTable(bigEndian);
-        expectRows(table, {{0, "NONE", direct, 0},
-                           {1, "ADDR8", direct, 0},
-                           {4, "ARC_32", direct, 0},
-                           {5, "B26", direct, 0},
-                           {6, "REL_B22", direct, 1},
-                           {7, "H30", direct, 0},
-                           {11, "ARC_N32", direct, 0},
-                           {12, "SDAREL9", sda, 0},
-                           {13, "SECTOFF", sec, 0},
-                           {14, "REL_S21H", direct, 1},
-                           {17, "REL_S25W", direct, 1},
-                           {18, "SDA32", sda, 0},
-                           {arc::sdaLdst, "SDA_LDST", sda, 0},
-                           {arc::sdaLdst1, "SDA_LDST1", sda, 0},
-                           {arc::sdaLdst2, "SDA_LDST2", sda, 0},
-                           {arc::sda16Ld, "SDA16_LD", sda, 0},
-                           {arc::sda16Ld1, "SDA16_LD1", sda, 0},
-                           {arc::sda16Ld2, "SDA16_LD2", sda, 0},
-                           {25, "REL_S13W", direct, 1},
-                           {26, "ARCW", direct, 0},
-                           {27, "ADDR32_ME", direct, 0},
-                           {29, "SECTOFF_ME", sec, 0},
-                           {30, "SDA32_ME", sda, 0},
-                           {32, "H30", direct, 0},
-                           {33, "SECTOFF_U8", sec, 0},
-                           {34, "SECTOFF_S9", sec, 0},
-                           {35, "SECTOFF_U8", sec, 0},
-                           {38, "SECTOFF_S9", sec, 0},
-                           {40, "SECTOFF_S9_2", sec, 0}});
+        const std::vector<ExpectedRow> rows = {
+            {0, "NONE", direct, 0},      {1, "ADDR8", direct, 0},     {4, "ARC_32", direct, 0},
+            {5, "B26", direct, 0},       {6, "REL_B22", direct, 1},   {7, "H30", direct, 0},
+            {11, "ARC_N32", direct, 0},  {12, "SDAREL9", sda, 0},     {13, "SECTOFF", sec, 0},
+            {14, "REL_S21H", direct, 1}, {17, "REL_S25W", direct, 1}, {18, "SDA32", sda, 0},
+            {19, "SDA_LDST", sda, 0},    {20, "SDA_LDST1", sda, 0},   {21, "SDA_LDST2", sda, 0},
+            {22, "SDA16_LD", sda, 0},    {23, "SDA16_LD1", sda, 0},   {24, "SDA16_LD2", sda, 0},
+            {25, "REL_S13W", direct, 1}, {26, "ARCW", direct, 0},     {27, "ADDR32_ME", direct, 0},
+            {29, "SECTOFF_ME", sec, 0},  {30, "SDA32_ME", sda, 0},    {32, "H30", direct, 0},
+            {33, "SECTOFF_U8", sec, 0},  {34, "SECTOFF_S9", sec, 0},  {35, "SECTOFF_U8", sec, 0},
+            {38, "SECTOFF_S9", sec, 0},  {40, "SECTOFF_S9_2", sec, 0}};
+        expectRows(table, rows);
         EXPECT_EQ(table.lookup(41), &unknownFixupRow);
     }
 }

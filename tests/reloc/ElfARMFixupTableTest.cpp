@@ -14,38 +14,41 @@
 namespace {
 
 using Kind = ReferenceKind;
+const ReferenceKind direct = ReferenceKind::direct, machine = ReferenceKind::machineSpecific,
+                    invalid = ReferenceKind::invalid, sec = ReferenceKind::sectionRelative;
 
 TEST(ElfARMFixupTable, RowsOfBothOrdersByNameKindAndFlag) {
     for (bool big : {true, false}) {
         ElfFixupTable &table = elfARMFixupTable(big);
-        expectRows(table, {{0, "NONE", Kind::direct, false},
-                           {1, "ADDR32", Kind::direct, false},
-                           {2, "REL24", Kind::direct, true},
-                           {11, "SHIFT_IMM", Kind::direct, false},
-                           {12, "RELATIVE", Kind::invalid, false},
-                           {16, "SBOFF", Kind::machineSpecific, false},
-                           {26, "SECTOFF", Kind::sectionRelative, false},
-                           {28, "NADDR16", Kind::direct, false},
-                           {29, "", Kind::invalid, false},
-                           {31, "", Kind::invalid, false},
-                           {32, "REL8", Kind::direct, true},
-                           {45, "IMM7_ALN", Kind::direct, true},
-                           {46, "R_ARM_16_SDAHI", Kind::machineSpecific, false},
-                           {49, "R_ARM_16_SDAREG", Kind::machineSpecific, false},
-                           {50, "", Kind::invalid, false},
-                           {63, "", Kind::invalid, false},
-                           {64, "R_ARM_REL24_BL", Kind::direct, true},
-                           {67, "R_ARM_PIC32", Kind::direct, true},
-                           {68, "", Kind::invalid, false},
-                           {79, "", Kind::invalid, false},
-                           {80, "R_ARM_DLL", Kind::machineSpecific, false},
-                           {84, "R_ARM_16_PICREG", Kind::machineSpecific, false},
-                           {85, "R_ARM_PICDISP", Kind::machineSpecific, true},
-                           {88, "R_ARM_16_RODISP", Kind::machineSpecific, true},
-                           {89, "REL24_I", Kind::direct, true},
-                           {0x81, "REL23", Kind::direct, true},
-                           {0x82, "ADDR23", Kind::direct, false},
-                           {0x88, "RI_IM19_L16", Kind::direct, false}});
+        const std::vector<ExpectedRow> rows = {{0, "NONE", direct, 0},
+                                               {1, "ADDR32", direct, 0},
+                                               {2, "REL24", direct, 1},
+                                               {11, "SHIFT_IMM", direct, 0},
+                                               {12, "RELATIVE", invalid, 0},
+                                               {16, "SBOFF", machine, 0},
+                                               {26, "SECTOFF", sec, 0},
+                                               {28, "NADDR16", direct, 0},
+                                               {29, "", invalid, 0},
+                                               {31, "", invalid, 0},
+                                               {32, "REL8", direct, 1},
+                                               {45, "IMM7_ALN", direct, 1},
+                                               {46, "R_ARM_16_SDAHI", machine, 0},
+                                               {49, "R_ARM_16_SDAREG", machine, 0},
+                                               {50, "", invalid, 0},
+                                               {63, "", invalid, 0},
+                                               {64, "R_ARM_REL24_BL", direct, 1},
+                                               {67, "R_ARM_PIC32", direct, 1},
+                                               {68, "", invalid, 0},
+                                               {79, "", invalid, 0},
+                                               {80, "R_ARM_DLL", machine, 0},
+                                               {84, "R_ARM_16_PICREG", machine, 0},
+                                               {85, "R_ARM_PICDISP", machine, 1},
+                                               {88, "R_ARM_16_RODISP", machine, 1},
+                                               {89, "REL24_I", direct, 1},
+                                               {0x81, "REL23", direct, 1},
+                                               {0x82, "ADDR23", direct, 0},
+                                               {0x88, "RI_IM19_L16", direct, 0}};
+        expectRows(table, rows);
         // The gaps of the split table have no row at all.
         for (uint32_t type : {90u, 0x80u, 0x89u, 0xFFu, 0xFFFFFFFFu})
             EXPECT_EQ(table.lookup(type), nullptr) << type;

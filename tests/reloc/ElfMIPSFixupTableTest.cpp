@@ -11,6 +11,8 @@
 namespace {
 
 using Kind = ReferenceKind;
+const ReferenceKind direct = ReferenceKind::direct, got = ReferenceKind::gotReference,
+                    machine = ReferenceKind::machineSpecific, sec = ReferenceKind::sectionRelative;
 
 uint32_t swapHalves(uint32_t word) {
     return word << 16 | word >> 16;
@@ -19,20 +21,13 @@ uint32_t swapHalves(uint32_t word) {
 TEST(ElfMIPSFixupTable, RowsOfBothOrdersAndLookupsBeyondThem) {
     for (bool big : {true, false}) {
         ElfFixupTable &table = elfMIPSFixupTable(big);
-        expectRows(table, {{0, "NONE", Kind::direct, false},
-                           {2, "32", Kind::direct, false},
-                           {4, "26", Kind::direct, false},
-                           {7, "GPREL16", Kind::direct, false},
-                           {9, "GOT16", Kind::gotReference, false},
-                           {10, "PC16", Kind::direct, true},
-                           {12, "GPREL32", Kind::direct, false},
-                           {13, "26", Kind::direct, false},
-                           {14, "14", Kind::direct, false},
-                           {20, "GOT_PAGE", Kind::machineSpecific, false},
-                           {21, "GOT_OFST", Kind::direct, false},
-                           {31, "CALL_LO16", Kind::gotReference, false},
-                           {32, "SCN_DISP", Kind::sectionRelative, false},
-                           {37, "JALR", Kind::direct, false}});
+        const std::vector<ExpectedRow> rows = {
+            {0, "NONE", direct, 0},       {2, "32", direct, 0},        {4, "26", direct, 0},
+            {7, "GPREL16", direct, 0},    {9, "GOT16", got, 0},        {10, "PC16", direct, 1},
+            {12, "GPREL32", direct, 0},   {13, "26", direct, 0},       {14, "14", direct, 0},
+            {20, "GOT_PAGE", machine, 0}, {21, "GOT_OFST", direct, 0}, {31, "CALL_LO16", got, 0},
+            {32, "SCN_DISP", sec, 0},     {37, "JALR", direct, 0}};
+        expectRows(table, rows);
         // The gp-relative rows reach the table's gp.
         for (uint32_t type : {7u, 12u})
             EXPECT_EQ(table.lookup(type)->fixup, nullptr) << type;

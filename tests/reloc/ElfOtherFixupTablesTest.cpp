@@ -24,28 +24,20 @@ TEST(ElfOtherFixupTables, RowsNamesKindsAndFlags) {
     const ReferenceKind plt = ReferenceKind::pltReference;
     const ReferenceKind invalid = ReferenceKind::invalid;
     expectCount(elfSPARCFixupTable(), 25);
-    expectRows(elfSPARCFixupTable(), {{0, "NONE", direct, 0},
-                                      {1, "_8", direct, 0},
-                                      {6, "DISP32", direct, 0},
-                                      {7, "WDISP30", direct, 1},
-                                      {8, "WDISP22", direct, 1},
-                                      {11, "_13", direct, 0},
-                                      {13, "GOT10", got, 0},
-                                      {15, "GOT22", got, 0},
-                                      {17, "PC22", direct, 1},
-                                      {18, "WPLT30", plt, 1},
-                                      {19, "COPY", invalid, 0},
-                                      {24, "NUM", invalid, 0}});
+    const std::vector<ExpectedRow> sparc = {
+        {0, "NONE", direct, 0},    {1, "_8", direct, 0},      {6, "DISP32", direct, 0},
+        {7, "WDISP30", direct, 1}, {8, "WDISP22", direct, 1}, {11, "_13", direct, 0},
+        {13, "GOT10", got, 0},     {15, "GOT22", got, 0},     {17, "PC22", direct, 1},
+        {18, "WPLT30", plt, 1},    {19, "COPY", invalid, 0},  {24, "NUM", invalid, 0}};
+    expectRows(elfSPARCFixupTable(), sparc);
     expectCount(elfI386FixupTable(), 13);
-    expectRows(elfI386FixupTable(), {{1, "32", direct, 0},
-                                     {2, "PC32", direct, 1},
-                                     {3, "GOT32", got, 0},
-                                     {4, "PLT32", plt, 1},
-                                     {6, "GLOBDAT", invalid, 0},
-                                     {9, "GOTOFF", ReferenceKind::gotRelative, 0},
-                                     {10, "GOTPC", ReferenceKind::gotPcRelative, 1},
-                                     {11, "NEG32", direct, 0},
-                                     {12, "SECTOFF", ReferenceKind::sectionRelative, 0}});
+    const ReferenceKind gotOff = ReferenceKind::gotRelative, gotPc = ReferenceKind::gotPcRelative,
+                        sec = ReferenceKind::sectionRelative;
+    const std::vector<ExpectedRow> i386 = {
+        {1, "32", direct, 0},    {2, "PC32", direct, 1},     {3, "GOT32", got, 0},
+        {4, "PLT32", plt, 1},    {6, "GLOBDAT", invalid, 0}, {9, "GOTOFF", gotOff, 0},
+        {10, "GOTPC", gotPc, 1}, {11, "NEG32", direct, 0},   {12, "SECTOFF", sec, 0}};
+    expectRows(elfI386FixupTable(), i386);
     // PJ and machine 0x9999 share their names in both orders, and no row is
     // relative although two take the place off.
     std::vector<ExpectedRow> pj = {{0, "NONE", direct, 0},   {1, "PCREL16", direct, 0},

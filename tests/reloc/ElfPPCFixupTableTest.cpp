@@ -17,30 +17,33 @@ namespace {
 
 const ReferenceKind direct = ReferenceKind::direct;
 const ReferenceKind byFixup = ReferenceKind::machineSpecific;
+const ReferenceKind got = ReferenceKind::gotReference, invalid = ReferenceKind::invalid,
+                    plt = ReferenceKind::pltReference, sec = ReferenceKind::sectionRelative;
 
 TEST(ElfPPCFixupTable, RowsOfBothOrdersShareNamesKindsAndFlags) {
     for (bool bigEndian : {true, false}) {
         ElfFixupTable &table = elfPPCFixupTable(bigEndian);
-        expectRows(table, {{0, "NONE", direct, 0},
-                           {1, "ADDR32", direct, 0},
-                           {6, "ADDR16_HA", direct, 0},
-                           {10, "REL24", direct, 1},
-                           {13, "REL14_BRNTAKEN", direct, 1},
-                           {16, "GOT17_HI", ReferenceKind::gotReference, 0},
-                           {18, "PLT24", ReferenceKind::pltReference, 1},
-                           {19, "NONE", direct, 0},
-                           {21, "JMPSLOT", ReferenceKind::invalid, 0},
-                           {26, "REL32", direct, 1},
-                           {28, "PLTREL32", ReferenceKind::pltReference, 1},
-                           {32, "SDAREL16", byFixup, 0},
-                           {33, "SECTOFF", ReferenceKind::sectionRelative, 0},
-                           {37, "ADDR30", direct, 1},
-                           {0x65, "NADDR32", direct, 0},
-                           {0x6D, "SDA21", byFixup, 0},
-                           {0x6F, "RELSEC16", ReferenceKind::sectionRelative, 0},
-                           {0x74, "RELSDA", byFixup, 0},
-                           {0xB4, "R_PPC_DIAB_SDA21_LO", byFixup, 0},
-                           {0xB9, "R_PPC_DIAB_RELSDA_HA", byFixup, 0}});
+        const std::vector<ExpectedRow> rows = {{0, "NONE", direct, 0},
+                                               {1, "ADDR32", direct, 0},
+                                               {6, "ADDR16_HA", direct, 0},
+                                               {10, "REL24", direct, 1},
+                                               {13, "REL14_BRNTAKEN", direct, 1},
+                                               {16, "GOT17_HI", got, 0},
+                                               {18, "PLT24", plt, 1},
+                                               {19, "NONE", direct, 0},
+                                               {21, "JMPSLOT", invalid, 0},
+                                               {26, "REL32", direct, 1},
+                                               {28, "PLTREL32", plt, 1},
+                                               {32, "SDAREL16", byFixup, 0},
+                                               {33, "SECTOFF", sec, 0},
+                                               {37, "ADDR30", direct, 1},
+                                               {0x65, "NADDR32", direct, 0},
+                                               {0x6D, "SDA21", byFixup, 0},
+                                               {0x6F, "RELSEC16", sec, 0},
+                                               {0x74, "RELSDA", byFixup, 0},
+                                               {0xB4, "R_PPC_DIAB_SDA21_LO", byFixup, 0},
+                                               {0xB9, "R_PPC_DIAB_RELSDA_HA", byFixup, 0}};
+        expectRows(table, rows);
         // Beyond each range and in the gaps there is no row at all.
         for (uint32_t gap : {38u, 0x64u, 0x75u, 0xB3u, 0xBAu, 0xFFu})
             EXPECT_EQ(table.lookup(gap), nullptr) << gap;
