@@ -1,10 +1,12 @@
 #include "FuzzHarness.h"
 
+#include "support/botch.h"
 #include "support/error.h"
 #include "support/osprintf.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <sys/mman.h>
@@ -19,11 +21,29 @@ bool verbose = false;
     throw FatalExit{status};
 }
 
+// The stops that the relocation tables make on files whose own tables do not
+// fit together: a damaged file reaches them while it is read, and the program
+// ends with "Fatal error --- ... Aborting..." and status 3, as it should.  Any
+// other botch is a fault of the program, and stays a crash to the fuzzer.
+const char *const designedBotches[] = {
+    "%O:Fixup %d and %d have bad r_offsets (%x %x)",
+    "Can't read data for section %s",
+    "Section %s doesn't have target section in %s",
+    "ElfReltabSectionFromInput::each() bad symtab",
+};
+
+[[noreturn]] void throwDesignedBotch(const char *format) {
+    for (const char *designed : designedBotches)
+        if (strcmp(format, designed) == 0) throw FatalExit{3};
+    abort();
+}
+
 } // namespace
 
 void setUpFuzzing() {
     verbose = getenv("TNM_FUZZ_VERBOSE") != nullptr;
     setFatalExitHook(throwFatalExit);
+    setBotchHook(throwDesignedBotch);
     // The listing writes with printf; nobody reads it while fuzzing.
     if (!verbose && !freopen("/dev/null", "w", stdout)) abort();
 }

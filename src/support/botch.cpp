@@ -9,6 +9,16 @@
 #include <cstdlib>
 #include <iostream>
 
+namespace {
+BotchHook botchHook = nullptr;
+}
+
+BotchHook setBotchHook(BotchHook hook) {
+    BotchHook old = botchHook;
+    botchHook = hook;
+    return old;
+}
+
 void botch(const char *format, ...) {
     // A botch while botching (say, memory ran out for the engine's own copy
     // of the continuation string) must not recurse: say what we can and go.
@@ -28,6 +38,11 @@ void botch(const char *format, ...) {
         out.print("\nAborting...\n");
         va_end(args);
         out.flush();
+    }
+    if (botchHook) {
+        // The process goes on: the next botch is an ordinary one again.
+        botching = false;
+        botchHook(format);
     }
     raise(SIGABRT);
     exit(1);

@@ -6,3 +6,10 @@
 #pragma once
 
 [[noreturn]] void botch(const char *format, ...);
+
+// Called with the format of the message, after it was written and in place
+// of raising SIGABRT; null means raise.  A hook must not return (it throws or
+// exits).  Only a test harness sets one: the fuzz targets, which let the stops
+// that damaged files can reach by design end an input like a fatal error.
+using BotchHook = void (*)(const char *format);
+BotchHook setBotchHook(BotchHook hook);

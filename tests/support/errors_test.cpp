@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 #include <iostream>
 #include <sstream>
 
@@ -101,6 +102,34 @@ TEST(BotchDeathTest, WritesMessageAndAborts) {
             botch("x");
         },
         testing::ExitedWithCode(1), "Fatal error --- x");
+}
+
+struct BotchSeen {
+    const char *format;
+};
+[[noreturn]] void throwBotch(const char *format) {
+    throw BotchSeen{format};
+}
+
+// The hook takes the place of the signal after the message, and the next
+// botch is an ordinary one again.
+TEST(BotchDeathTest, AHookEndsItInstead) {
+    EXPECT_EXIT(
+        {
+            setBotchHook(throwBotch);
+            for (int i : {1, 2}) {
+                try {
+                    botch("step %d", i);
+                } catch (const BotchSeen &seen) {
+                    if (strcmp(seen.format, "step %d") != 0) exit(4);
+                }
+            }
+            setBotchHook(nullptr);
+            botch("last");
+        },
+        testing::KilledBySignal(SIGABRT),
+        "^Fatal error --- step 1\nAborting...\nFatal error --- step 2\nAborting...\n"
+        "Fatal error --- last\nAborting...\n$");
 }
 
 } // namespace
