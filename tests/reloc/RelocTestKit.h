@@ -128,18 +128,6 @@ public:
     bool isExportable() override { return exportable; }
 };
 
-// An entry that keeps the base class's algorithms of value and place: only
-// its raw fields are set by the test.
-class TestEntry : public FakeDescriptor {
-public:
-    uint32_t type = 0; // the ELF type; 0 gives no ELF record
-
-    uint32_t place() override { return RelocationDescriptor::place(); }
-    uint32_t value() override { return RelocationDescriptor::value(); }
-    uint32_t valueWithoutAddend() override { return RelocationDescriptor::valueWithoutAddend(); }
-    void eachElfRecord(ElfRecordVisitor visitor) override;
-};
-
 // Offset and linkage tables with fixed answers that record each call.
 class TestGot : public GotSectionTable {
 public:
@@ -225,8 +213,8 @@ private:
 
 // ---- Fixup routines -------------------------------------------------------
 
-// An entry that reports into `reports` and names its type `typeText`; it
-// may have a next entry for nextEntryIs.
+// An entry that reports into `reports` and names its type `typeText` (the
+// base class's name when null); it may have a next entry for nextEntryIs.
 class ReportingEntry : public FakeDescriptor {
 public:
     Reports reports;
@@ -236,12 +224,27 @@ public:
     uint32_t nextValue = 0;
 
     ReportingEntry() { errors = &reports; }
-    const char *typeName() override { return typeText; }
+    const char *typeName() override {
+        return typeText ? typeText : RelocationDescriptor::typeName();
+    }
     bool nextEntryIs(uint32_t type, uint32_t &value) override {
         if (!hasNext || type != nextType) return false;
         value = nextValue;
         return true;
     }
+};
+
+// An entry that keeps the base class's algorithms of value, place and type
+// name: only its raw fields are set by the test.
+class TestEntry : public ReportingEntry {
+public:
+    TestEntry() { typeText = nullptr; }
+    uint32_t type = 0; // the ELF type; 0 gives no ELF record
+
+    uint32_t place() override { return RelocationDescriptor::place(); }
+    uint32_t value() override { return RelocationDescriptor::value(); }
+    uint32_t valueWithoutAddend() override { return RelocationDescriptor::valueWithoutAddend(); }
+    void eachElfRecord(ElfRecordVisitor visitor) override;
 };
 
 // The whole report of an error with `text` about `target` ("symbol \"x\"")
