@@ -706,6 +706,14 @@ int32_t ElfARMFixupTable::encodeImmediate(uint32_t x) {
     return -1;
 }
 
+uint32_t armFieldWidth(const FixupRow &row) {
+    constexpr uint32_t adrlType = 10;
+    if (row.fixup &&
+        (row.fixup == armRows<true>[adrlType].fixup || row.fixup == armRows<false>[adrlType].fixup))
+        return 8;
+    return 0;
+}
+
 ElfFixupTable &elfARMFixupTable(bool bigEndian) {
     static ElfARMFixupTable big(true);
     static ElfARMFixupTable little(false);

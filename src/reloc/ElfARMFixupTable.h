@@ -44,3 +44,7 @@ public:
 // relocation section of that order: the rows are static and immutable, and
 // the table holds nothing else.
 ElfFixupTable &elfARMFixupTable(bool bigEndian);
+
+// The bytes that the routine of `row` reaches from the place when it patches
+// more than one word (ADRL: two instructions), or 0 otherwise.
+uint32_t armFieldWidth(const FixupRow &row);

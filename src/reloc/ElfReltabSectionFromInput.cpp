@@ -5,6 +5,8 @@
 #include "elf/ElfUtil.h"
 #include "input/FileName.h"
 #include "object/Symbol.h"
+#include "reloc/ElfARMFixupTable.h"
+#include "reloc/ElfVCFixupTable.h"
 #include "support/botch.h"
 #include "support/error.h"
 
@@ -26,14 +28,18 @@ Symbol *rootOf(Symbol *symbol) {
 }
 
 // How many bytes the routine of a row writes.  The generic routines say it
-// by their names; a processor's own routines patch instruction words, and a
-// word is the widest field of a 32-bit file, so they count as four bytes.
-// That refuses a field of fewer bytes at the very end of a section, which a
-// sound file never has, rather than let a routine write past the end.
+// by their names; a processor's own routines patch instruction words and
+// count as four bytes, but for the few that reach further (the ARM ADRL
+// pair, the VideoCore 48-bit and 80-bit instructions), whose tables say how
+// far.  That refuses a field of fewer bytes at the very end of a section,
+// which a sound file never has, rather than let a routine write past the
+// end.
 uint32_t fieldWidth(const FixupRow &row) {
     using namespace reloc;
     FixupRoutine f = row.fixup;
     if (!f && !row.tableFixup) return 0;
+    if (uint32_t wide = armFieldWidth(row)) return wide;
+    if (uint32_t wide = vcFieldWidth(row)) return wide;
     if (f == patchNothing || f == patchUnsupported) return 0;
     if (f == add8 || f == set8 || f == addPc8 || f == negate8) return 1;
     const FixupRoutine twoBytes[] = {add16Be,

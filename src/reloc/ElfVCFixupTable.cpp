@@ -362,6 +362,22 @@ constexpr std::array<FixupRow, vcTypeCount> vcRows = {{
 
 } // namespace
 
+uint32_t vcFieldWidth(const FixupRow &row) {
+    // The 27-bit displacements of the 48-bit loads and stores reach byte 5,
+    // as do the 48-bit vector forms and the 80-bit vector load; the 80-bit
+    // vector store reaches byte 9.
+    struct WideRows {
+        uint32_t first, last, width;
+    };
+    static const WideRows wide[] = {
+        {13, 21, 6}, {29, 31, 6}, {41, 43, 6}, {53, 60, 6}, {61, 64, 10}};
+    if (!row.fixup) return 0;
+    for (const WideRows &rows : wide)
+        for (uint32_t type = rows.first; type <= rows.last; ++type)
+            if (row.fixup == vcRows[type].fixup) return rows.width;
+    return 0;
+}
+
 ElfFixupTable &elfVCFixupTable() {
     static ElfFixupTable table(vcRows.data(), vcTypeCount);
     return table;

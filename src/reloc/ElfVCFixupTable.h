@@ -24,3 +24,8 @@ ElfFixupTable &elfVCFixupTable();
 
 // The type of the second entry of a difference.
 constexpr uint32_t vcSecondType = 0x21;
+
+// The bytes that the routine of `row` reaches from the place when the
+// instruction field is wider than a word (the 48-bit and 80-bit forms), or 0
+// when the row is not one of the VideoCore table's or writes at most four.
+uint32_t vcFieldWidth(const FixupRow &row);

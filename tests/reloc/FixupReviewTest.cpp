@@ -1,0 +1,97 @@
+// Fixup cases found in review: the fields that reach beyond one word (the
+// ARM ADRL pair, the VideoCore 48-bit and 80-bit instructions) are refused
+// at the end of a section instead of being written past it.
+#include "ElfReltabTestSupport.h"
+
+#include "reloc/Args.h"
+#include "reloc/ElfARMFixupTable.h"
+#include "reloc/ElfVCFixupTable.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class NoOptions : public OptionHandler {
+public:
+    void handleOption(const char *, Args &, ErrorContext &) override {}
+};
+
+Args &reviewArgs() {
+    static NoOptions handler;
+    static Args args("tnm", handler);
+    return args;
+}
+
+// A 32-byte .text mapped into a combined section, with its .rela.text made
+// over the fixup table under test; the symbol 1 is "main" at .text+8.
+struct WideLink {
+    ReltabReports errors;
+    LoadedElf elf;
+    NamedFile output{"out"};
+    TestSection combined{&output, "C", 0x1000};
+    TestSymbol combinedSymbol{&output, "C$", &combined, 0};
+    std::unique_ptr<ElfReltabSectionFromInput> table;
+
+    WideLink(const std::vector<Elf32_Rela> &records, ElfFixupTable &fixups) {
+        ElfBuilder b(LittleEndian);
+        b.machine(0x76)
+            .section(".text", SHT_PROGBITS, SHF_ALLOC | SHF_EXECINSTR, bytes(32))
+            .symbol("main", 8, 8, STB_GLOBAL, STT_FUNC, ".text")
+            .relocations(".rela.text", SHT_RELA, ".text", records);
+        elf = loadElf(b.build(), errors);
+        combined.symbol = &combinedSymbol;
+        ElfSection *text = elf.section(".text");
+        text->mapIntoCombinedSection(&combined, 0x100);
+        text->setAddress(0x1100);
+        table = elf.remake(".rela.text", fixups, errors);
+        table->setArgs(&reviewArgs());
+    }
+};
+
+struct WideCase {
+    const char *what;
+    ElfFixupTable &fixups;
+    uint32_t type;
+    uint32_t lastFit; // the highest offset at which the whole field lies in .text
+};
+
+TEST(FixupReview, WideFieldsStayInsideTheirSection) {
+    const WideCase cases[] = {
+        {"ARM ADRL, two words", elfARMFixupTable(false), 10, 24},
+        {"ARM ADRL, big endian", elfARMFixupTable(true), 10, 24},
+        {"VC B_S27, six bytes", elfVCFixupTable(), 19, 26},
+        {"VC GPREL_W_S27, six bytes", elfVCFixupTable(), 15, 26},
+        {"VC DIFF_H_S27, six bytes", elfVCFixupTable(), 42, 26},
+        {"VC SECTOFF_B_S27, six bytes", elfVCFixupTable(), 29, 26},
+        {"VC VLD80, six bytes", elfVCFixupTable(), 53, 26},
+        {"VC VST48, six bytes", elfVCFixupTable(), 57, 26},
+        {"VC VST80, ten bytes", elfVCFixupTable(), 61, 22},
+        {"VC VST80_GPREL, ten bytes", elfVCFixupTable(), 63, 22},
+    };
+    for (const WideCase &c : cases) {
+        // One entry where the field just fits, one a byte further on.
+        WideLink link({rela(c.lastFit, 1, c.type, 0), rela(c.lastFit + 1, 1, c.type, 0)}, c.fixups);
+        // The section's 32 bytes, then 16 that must stay as they are.
+        uint8_t data[48];
+        memset(data, 0xA5, sizeof data);
+        std::vector<bool> applied;
+        link.table->each([&](RelocationDescriptor &entry) {
+            applied.push_back(entry.apply(data + entry.dataOffset()));
+            return true;
+        });
+        ASSERT_EQ(applied.size(), 2u) << c.what;
+        EXPECT_FALSE(applied[1]) << c.what;
+        for (uint32_t i = 32; i < sizeof data; ++i)
+            EXPECT_EQ(data[i], 0xA5) << c.what << ": byte " << i;
+        char badOffset[40];
+        snprintf(badOffset, sizeof badOffset, "bad offset (=0x%x)", c.lastFit + 1);
+        ASSERT_FALSE(link.errors.reports.empty()) << c.what;
+        const std::string &last = link.errors.reports.back();
+        EXPECT_EQ(last.substr(last.size() - strlen(badOffset)), badOffset) << c.what;
+        for (const std::string &report : link.errors.reports)
+            EXPECT_EQ(report.find("bad offset (=0x" + std::to_string(c.lastFit)), std::string::npos)
+                << c.what << ": " << report;
+    }
+}
+
+} // namespace
