@@ -42,11 +42,6 @@ Bytes hexBytes(const char *hex, size_t size = 10) {
     return bytes;
 }
 
-Bytes tenBytes(Bytes bytes) {
-    bytes.resize(10, 0);
-    return bytes;
-}
-
 const Patch patches[] = {
     // "8": byte 0 takes N.
     {"8 high", 3, "55", 0xFF, 0, "FF", true},
@@ -204,19 +199,19 @@ TEST(VcFixupTable, Differences) {
         uint32_t type;
         bool hasSecond;
         uint32_t value;
-        Bytes after;
+        const char *after;
         bool fits;
     };
     const Case cases[] = {
-        {36, true, 0x180, {0x80, 0x00, 0x00, 0x00}, true},
-        {36, false, 0x180, {0x80, 0x01, 0x00, 0x00}, true},
-        {34, true, 0x180, {0x80}, true},
-        {34, true, 0x200, {0x00}, false},
-        {35, true, 0x1234, {0x34, 0x11}, true},
-        {37, true, uint32_t(0x100 - 0x8000), {0x00, 0x80}, true},
-        {40, true, 0x100 + 0x4000000, {0x00, 0x00, 0x00, 0x04}, false},
-        {50, true, 0x110, {0x00, 0x00, 0x00, 0x04}, true},
-        {62, false, 0x7, {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x70}, true},
+        {36, true, 0x180, "80000000", true},
+        {36, false, 0x180, "80010000", true},
+        {34, true, 0x180, "80", true},
+        {34, true, 0x200, "00", false},
+        {35, true, 0x1234, "3411", true},
+        {37, true, uint32_t(0x100 - 0x8000), "0080", true},
+        {40, true, 0x100 + 0x4000000, "00000004", false},
+        {50, true, 0x110, "00000004", true},
+        {62, false, 0x7, "0000000000000070", true},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.type);
@@ -224,9 +219,9 @@ TEST(VcFixupTable, Differences) {
         entry.hasNext = c.hasSecond;
         entry.nextType = vcSecondType;
         entry.nextValue = 0x100;
-        Bytes bytes = tenBytes({});
+        Bytes bytes = hexBytes("");
         EXPECT_EQ(elfVCFixupTable().lookup(c.type)->fixup(entry, bytes.data(), c.value, 0), c.fits);
-        EXPECT_EQ(bytes, tenBytes(c.after));
+        EXPECT_EQ(bytes, hexBytes(c.after));
         EXPECT_EQ(entry.reports.texts(),
                   c.hasSecond ? Texts{}
                               : Texts{"E: Object file error: second of 2-part fixup is missing."});
@@ -235,7 +230,7 @@ TEST(VcFixupTable, Differences) {
     ReportingEntry entry;
     entry.hasNext = true;
     entry.nextType = 1;
-    Bytes bytes = tenBytes({});
+    Bytes bytes = hexBytes("");
     elfVCFixupTable().lookup(36)->fixup(entry, bytes.data(), 0x180, 0);
     EXPECT_EQ(entry.reports.texts(),
               Texts{"E: Object file error: second of 2-part fixup is missing."});
@@ -255,7 +250,7 @@ TEST(VcFixupTable, GpRelativeToUndefinedWeak) {
         ReportingEntry entry;
         entry.symbol = &symbol;
         entry.output = &output;
-        Bytes bytes = tenBytes({});
+        Bytes bytes = hexBytes("");
         elfVCFixupTable().lookup(type)->fixup(entry, bytes.data(), value, 0);
         return entry.reports.texts();
     };
@@ -307,25 +302,25 @@ TEST(VcFixupTable, Branches) {
     struct Case {
         uint32_t type;
         int32_t distance;
-        Bytes after;
+        const char *after;
         Texts texts;
     };
     const Case cases[] = {
-        {22, 0x7FFFFE, {0xFF, 0xAA, 0xFF, 0x7F}, {}},
-        {22, -0x800000, {0x80, 0xAA, 0x00, 0x80}, {}},
-        {22, 0x101, {0x80, 0xAA, 0x01, 0x00}, {"E: Displacement of branch is odd."}},
-        {22, 0x800001, {0x80, 0xAA, 0x00, 0x80}, {"E: Displacement of branch is out of range."}},
-        {23, 0x3FFFFFF, {0xFF, 0xA3, 0xFF, 0xFF}, {"E: Displacement of bl is odd."}},
-        {23, -0x4000000, {0x80, 0xAC, 0x00, 0x00}, {}},
-        {23, 0x4000000, {0x80, 0xA4, 0x00, 0x00}, {"E: Displacement of bl is out of range."}},
+        {22, 0x7FFFFE, "FFAAFF7F", {}},
+        {22, -0x800000, "80AA0080", {}},
+        {22, 0x101, "80AA0100", {"E: Displacement of branch is odd."}},
+        {22, 0x800001, "80AA0080", {"E: Displacement of branch is out of range."}},
+        {23, 0x3FFFFFF, "FFA3FFFF", {"E: Displacement of bl is odd."}},
+        {23, -0x4000000, "80AC0000", {}},
+        {23, 0x4000000, "80A40000", {"E: Displacement of bl is out of range."}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.distance);
         ReportingEntry entry;
-        Bytes bytes = {0x80, 0xAA, 0x00, 0x00};
+        Bytes bytes = hexBytes("80AA0000", 0);
         EXPECT_TRUE(elfVCFixupTable().lookup(c.type)->fixup(
             entry, bytes.data(), 0x10000 + uint32_t(c.distance), 0x10000));
-        EXPECT_EQ(bytes, c.after);
+        EXPECT_EQ(bytes, hexBytes(c.after, 0));
         EXPECT_EQ(entry.reports.texts(), c.texts);
     }
 }
