@@ -105,8 +105,10 @@ int32_t offsetTableCell(RelocationDescriptor &entry, OffsetTable *table, bool re
         Symbol *symbol = entry.mappedSymbol(offset);
         bool thumb = isThumb(entry.targetSymbol());
         auto adjust = [&](int32_t at) {
-            if (relative) at -= entry.addend();
-            return thumb ? at | 1 : at;
+            // Formed unsigned: a damaged addend must not overflow.
+            uint32_t adjusted = static_cast<uint32_t>(at);
+            if (relative) adjusted -= static_cast<uint32_t>(entry.addend());
+            return static_cast<int32_t>(thumb ? adjusted | 1 : adjusted);
         };
         if (symbol && symbol->isGlobal()) {
             cell = table->entryForSymbol(symbol, adjust(offset));
@@ -146,6 +148,15 @@ int32_t sbOffset(RelocationDescriptor &entry, bool *askDirect, bool relative) {
 // high bits reaches.
 int32_t roundedUp(int32_t distance) {
     return static_cast<int32_t>((static_cast<uint32_t>(distance) + 0xFFF) & 0xFFFFF000);
+}
+
+// U = E - R (+ the addend): what lies below the rounded-up high part.  It is
+// formed unsigned, since a distance near the top of the address space rounds
+// up past it and an addend can be anything.
+int32_t belowRoundedUp(int32_t distance, int32_t addend) {
+    return static_cast<int32_t>(static_cast<uint32_t>(distance) -
+                                static_cast<uint32_t>(roundedUp(distance)) +
+                                static_cast<uint32_t>(addend));
 }
 
 // Bits 21 to 24 of a data-processing instruction: the operation.  4 is ADD,
@@ -272,7 +283,7 @@ bool sbBaseOffset(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_
         put32<Big>(place, w | upBit | (static_cast<uint32_t>(entry.addend()) & 0xFFF));
         return true;
     }
-    int32_t u = e - roundedUp(e) + entry.addend();
+    int32_t u = belowRoundedUp(e, entry.addend());
     w &= ~upBit;
     if (u >= 0) w |= upBit;
     put32<Big>(place, w | (magnitude(u) & 0xFFF));
@@ -311,8 +322,7 @@ bool sbPart(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_t) {
     }
     bool direct;
     int32_t e = sbOffset(entry, &direct, Relative);
-    int32_t u = e - roundedUp(e);
-    if (Relative) u += entry.addend();
+    int32_t u = belowRoundedUp(e, Relative ? entry.addend() : 0);
     uint32_t part = magnitude(u) & (High ? 0xFF0 : 0xF);
     uint32_t w = (get32<Big>(place) & 0xFFFFF000) | immediateField(part);
     if (u < 0) w = (w & ~opcodeMask) | subOpcode;

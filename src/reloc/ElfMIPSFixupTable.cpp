@@ -182,9 +182,12 @@ bool gpRelative16(ElfFixupTable &table, RelocationDescriptor &entry, uint8_t *pl
         (instruction.units >> 27) == 0x1E && (instruction.units & 0xFC00FFFF) != 0xF4000000;
     uint32_t base = gpBase(entry);
     int32_t inPlace = signedLow(extended ? instruction.units : instruction.word);
-    int32_t e = static_cast<int32_t>(v - base);
-    if (!extended) e += inPlace;
-    if (isLocalTarget(entry)) e += static_cast<int32_t>(gpOf(table));
+    // Summed unsigned, so that a damaged value or gp wraps instead of
+    // overflowing; the range test takes the sum as signed.
+    uint32_t sum = v - base;
+    if (!extended) sum += static_cast<uint32_t>(inPlace);
+    if (isLocalTarget(entry)) sum += gpOf(table);
+    int32_t e = static_cast<int32_t>(sum);
     if (!fitsHalf(e))
         entry.error("GP ref out of range: _SDA_BASE_ = 0x%lx; target = 0x%lx "
                     "(addend=0x%lx)",

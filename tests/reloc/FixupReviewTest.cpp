@@ -1,10 +1,14 @@
 // Fixup cases found in review: the fields that reach beyond one word (the
 // ARM ADRL pair, the VideoCore 48-bit and 80-bit instructions) are refused
-// at the end of a section instead of being written past it.
+// at the end of a section instead of being written past it, and sums at the
+// ends of the address space wrap rather than overflow (a sanitizer build
+// stops on a signed overflow).
 #include "ElfReltabTestSupport.h"
 
+#include "elf/ElfRecords.h"
 #include "reloc/Args.h"
 #include "reloc/ElfARMFixupTable.h"
+#include "reloc/ElfMIPSFixupTable.h"
 #include "reloc/ElfVCFixupTable.h"
 
 #include <gtest/gtest.h>
@@ -92,6 +96,77 @@ TEST(FixupReview, WideFieldsStayInsideTheirSection) {
             EXPECT_EQ(report.find("bad offset (=0x" + std::to_string(c.lastFit)), std::string::npos)
                 << c.what << ": " << report;
     }
+}
+
+// Runs the row of `type` on the little-endian word `field` and gives the
+// word written.
+uint32_t runWord(ElfFixupTable &table, uint32_t type, RelocationDescriptor &entry, uint32_t field,
+                 uint32_t value = 0, uint32_t address = 0) {
+    uint8_t bytes[4];
+    reloc::write32Le(bytes, field);
+    const FixupRow *row = table.lookup(type);
+    if (row->tableFixup)
+        row->tableFixup(table, entry, bytes, value, address);
+    else
+        row->fixup(entry, bytes, value, address);
+    return reloc::read32Le(bytes);
+}
+
+struct StaticBaseCase {
+    const char *what;
+    uint32_t type;
+    uint32_t targetAddress;
+    int32_t addend;
+    uint32_t field;
+    uint32_t written;
+};
+
+// The part below the rounded-up high part of a distance from the static base
+// (B = 0 here): a distance just below 0x80000000 rounds up past the top of
+// the signed numbers, and a relative row adds any addend to what is left.
+TEST(FixupReview, StaticBaseRowsWrapAtTheEndsOfTheAddressSpace) {
+    const StaticBaseCase cases[] = {
+        // E = 0x7FFFF001, R = 0x80000000: U = -0xFFF, stored as 0xFFF, down.
+        {"SBOFF", 16, 0x7FFFF001, 0, 0xE5900000, 0xE5100FFF},
+        // The same U: its bits 4 to 11 (0xFF0, rotation 14) and SUB.
+        {"SBOFFHI", 17, 0x7FFFF001, 0, 0xE2800000, 0xE2400EFF},
+        // E = 0x7FF, R = 0x1000: U = -0x801 plus the lowest addend wraps to
+        // 0x7FFFF7FF, whose low four bits stay with ADD.
+        {"SBSEGLO", 23, 0x7FF, INT32_MIN, 0xE2800000, 0xE280000F},
+    };
+    FakeObjectFile object("a.o");
+    FixupOutput output;
+    for (const StaticBaseCase &c : cases) {
+        ElfARMFixupTable::sbDirect = true;
+        LinkSection target(object, ".data", c.targetAddress);
+        ReportingEntry entry;
+        entry.target = &target;
+        entry.addendOf = c.addend;
+        entry.output = &output;
+        EXPECT_EQ(runWord(elfARMFixupTable(false), c.type, entry, c.field), c.written) << c.what;
+        EXPECT_TRUE(entry.reports.reports.empty()) << c.what;
+    }
+    ElfARMFixupTable::sbDirect = false;
+}
+
+// GPREL16 of a local target adds the file's own gp: a gp near the top of the
+// signed numbers makes the sum wrap, which is reported as out of range and
+// written by its low half.
+TEST(FixupReview, GpRelativeSumWrapsAndIsReported) {
+    auto info = std::make_unique<Elf32_RegInfo>();
+    info->ri_gp_value = INT32_MAX;
+    ElfMIPSFixupTable table(false, std::move(info), 0);
+    FakeObjectFile object("a.o");
+    LinkSection text(object, ".text", 0x400000);
+    ReportingEntry entry;
+    entry.sectionOf = &text;
+    entry.entryIndex = 3;
+    entry.offset = 0x40;
+    EXPECT_EQ(runWord(table, 7, entry, 0x27BC0000, 0x10), 0x27BC000Fu);
+    const std::string message = "GP ref out of range: _SDA_BASE_ = 0x0; target = 0x10 (addend=0x0)";
+    ASSERT_EQ(entry.reports.reports.size(), 1u);
+    const std::string &report = entry.reports.reports[0];
+    EXPECT_EQ(report.substr(report.size() - message.size()), message);
 }
 
 } // namespace
