@@ -169,4 +169,64 @@ TEST(FixupReview, GpRelativeSumWrapsAndIsReported) {
     EXPECT_EQ(report.substr(report.size() - message.size()), message);
 }
 
+// Runs the row of `type` on the 16-bit field `half` of either order and
+// gives the half written.
+uint16_t runHalf(ElfFixupTable &table, uint32_t type, RelocationDescriptor &entry, uint16_t half,
+                 uint32_t value, uint32_t address, bool big) {
+    uint8_t bytes[2];
+    big ? reloc::write16Be(bytes, half) : reloc::write16Le(bytes, half);
+    table.lookup(type)->fixup(entry, bytes, value, address);
+    return big ? reloc::read16Be(bytes) : reloc::read16Le(bytes);
+}
+
+struct HalfCase {
+    const char *what;
+    uint32_t type;
+    uint16_t half;
+    uint32_t value;
+    uint32_t address;
+    uint16_t written;
+};
+
+// The exchanging halves of a Thumb long branch: the first carries bit 1 of
+// its place into the target, the second stores the distance with bit 0
+// clear.
+TEST(FixupReview, ThumbExchangingHalves) {
+    const HalfCase cases[] = {
+        // V = 0x2004 or 2: U = (0x2006 - 0x1002 - 4) >> 1 = 0x800, whose bit
+        // 11 is the first half's bit 0; without the or, U = 0x7FF.
+        {"R_ARM_16_REL_HI_BL", 65, 0xF000, 0x2004, 0x1002, 0xF001},
+        // Q = 0x1000, nothing or-ed: U = (0x2002 - 0x1000 - 4) >> 1 = 0x7FF,
+        // stored as 0x7FE.
+        {"R_ARM_16_REL_LO_BL", 66, 0xF800, 0x2002, 0x1002, 0xEFFE},
+    };
+    for (bool big : {false, true})
+        for (const HalfCase &c : cases) {
+            ReportingEntry entry;
+            EXPECT_EQ(
+                runHalf(elfARMFixupTable(big), c.type, entry, c.half, c.value, c.address, big),
+                c.written)
+                << c.what << (big ? " big" : " little");
+        }
+}
+
+// SBHI through the offset table: a cell at the static base itself is a
+// distance of 0, loaded upwards (0x59 in bits 20 to 27).
+TEST(FixupReview, StaticBaseHighThroughTheTableAtDistanceZero) {
+    FakeObjectFile object("a.o");
+    LinkSection data(object, ".data", 0x4000);
+    CellTable cells;
+    cells.tableBase = 0x2000;
+    cells.cell = 0;
+    FixupOutput output(0x2000);
+    output.cells = &cells;
+    ElfARMFixupTable::sbDirect = false;
+    ReportingEntry entry;
+    entry.target = &data;
+    entry.output = &output;
+    EXPECT_EQ(runWord(elfARMFixupTable(false), 19, entry, 0xE5100000), 0xE5900000u);
+    EXPECT_EQ(cells.asked, "section .data+0");
+    EXPECT_TRUE(entry.reports.reports.empty());
+}
+
 } // namespace
