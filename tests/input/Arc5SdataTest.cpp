@@ -254,4 +254,23 @@ TEST_F(Arc5SdataTest, TheProcessorEntryStoresTheBase) {
     a5.smallDataBase = before;
 }
 
+// The base's exact rise from each far end: Whi 0x6FD raises to 0x304 (Whi
+// less 0x3F9, low bits cleared), below which nothing else reaches; an Hhi
+// exactly 0x200 above the base raises it to 4, which keeps Bhi 0x100 in
+// reach.
+TEST_F(Arc5SdataTest, TheBaseRisesByTheExactReach) {
+    reach(member("wb", 0x400), wordLdst);
+    reach(member("wa", 0x301), wordLdst);
+    EXPECT_EQ(remap(), 0x304u);
+    EXPECT_EQ(layout(), "wb@0 wa@1024 ");
+}
+
+TEST_F(Arc5SdataTest, AHalfWordExactlyOutOfReachRaisesTheBase) {
+    reach(member("hb", 0x101), halfLdst);
+    reach(member("ha", 0x101), halfLdst);
+    member("n", 0x10);
+    EXPECT_EQ(remap(), 4u);
+    EXPECT_EQ(layout(), "hb@0 ha@257 n@514 ");
+}
+
 } // namespace
