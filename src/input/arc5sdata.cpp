@@ -136,11 +136,15 @@ int32_t chooseBase(int32_t hlo, int32_t blo, int32_t bhi, int32_t hhi, int32_t w
         if (aligned > base) base = aligned;
         if (base >= 0x400) base = 0x400;
     };
-    if (whi - base >= 0x400) raiseTo(whi - 0x3F9);
-    if (hhi - base >= 0x200) raiseTo(hhi - 0x1FB);
-    if (hlo - base < -0x200) raiseTo(hlo + 0x203);
-    if (blo - base < -0x100) raiseTo(blo + 0x103);
-    if (bhi - base >= 0x100) raiseTo(bhi - 0xFD);
+    // Distances and raised values wrap in 32 bits, as the offsets do.
+    auto plus = [](int32_t value, int32_t delta) {
+        return static_cast<int32_t>(static_cast<uint32_t>(value) + static_cast<uint32_t>(delta));
+    };
+    if (plus(whi, -base) >= 0x400) raiseTo(plus(whi, -0x3F9));
+    if (plus(hhi, -base) >= 0x200) raiseTo(plus(hhi, -0x1FB));
+    if (plus(hlo, -base) < -0x200) raiseTo(plus(hlo, 0x203));
+    if (plus(blo, -base) < -0x100) raiseTo(plus(blo, 0x103));
+    if (plus(bhi, -base) >= 0x100) raiseTo(plus(bhi, -0xFD));
     return base;
 }
 
@@ -162,7 +166,8 @@ void traceSymbols(ElfOutputSection &smallData, ObjectFile &output, int32_t base)
             [&](int32_t a, int32_t b) { std::swap(symbols[a], symbols[b]); },
             [&](int32_t a, int32_t b) { return symbols[a]->value() < symbols[b]->value(); });
     for (Symbol *symbol : symbols)
-        out.print("\t@%+d\t%s @%O, size=%d\n", static_cast<int32_t>(symbol->value()) - base,
+        out.print("\t@%+d\t%s @%O, size=%d\n",
+                  static_cast<int32_t>(symbol->value() - static_cast<uint32_t>(base)),
                   symbol->name(), symbol->fileName(), symbol->size());
 }
 
@@ -188,7 +193,7 @@ void remapSmallData(ElfOutputSection &smallData, ObjectFile &output, uint32_t &b
 
     smallData.unmapInputSections();
     if (trace.isOn()) traceOut().print("[SDATA] New mapping of .sdata:\n");
-    int32_t ends[groupCount] = {};
+    uint32_t ends[groupCount] = {};
     for (uint32_t group = 0; group < groupCount; ++group) {
         if (trace.isOn()) traceOut().print("[SDATA]    %s\n", groupLabels[group]);
         SortedSections byName(*groups[group]);
@@ -198,14 +203,16 @@ void remapSmallData(ElfOutputSection &smallData, ObjectFile &output, uint32_t &b
                 traceOut().print("[SDATA]\t%s from %O\n", section.name(), section.fileName());
             return true;
         });
-        ends[group] = static_cast<int32_t>(smallData.size());
+        ends[group] = smallData.size();
     }
 
-    int32_t hlo = ends[wordLow];
-    int32_t blo = ends[halfLow];
-    int32_t bhi = ends[byteGroup] - 1;
-    int32_t hhi = ends[halfHigh] - 2;
-    int32_t whi = ends[wordHigh] - 4;
+    // The boundaries are 32-bit offsets that wrap as the hardware's do: a
+    // section of 2 GB or more gives negative ones, never an overflow.
+    int32_t hlo = static_cast<int32_t>(ends[wordLow]);
+    int32_t blo = static_cast<int32_t>(ends[halfLow]);
+    int32_t bhi = static_cast<int32_t>(ends[byteGroup] - 1);
+    int32_t hhi = static_cast<int32_t>(ends[halfHigh] - 2);
+    int32_t whi = static_cast<int32_t>(ends[wordHigh] - 4);
     int32_t chosen = chooseBase(hlo, blo, bhi, hhi, whi);
     base = static_cast<uint32_t>(chosen);
 

@@ -273,4 +273,14 @@ TEST_F(Arc5SdataTest, AHalfWordExactlyOutOfReachRaisesTheBase) {
     EXPECT_EQ(layout(), "hb@0 ha@257 n@514 ");
 }
 
+// Offsets of 2 GB and more wrap as 32-bit numbers do: a byte-addressed
+// section of 0x80000002 bytes puts Bhi at 0x80000001, a negative offset
+// that no check raises the base for, while the word section behind it puts
+// Whi at 0x7FFFFFFE and raises the base to its cap.
+TEST_F(Arc5SdataTest, OffsetsOfTwoGigabytesWrap) {
+    reach(member("b", 0x80000002), byteLdst);
+    reach(member("w", 0), wordLdst);
+    EXPECT_EQ(remap(), 0x400u);
+}
+
 } // namespace
