@@ -1,7 +1,8 @@
 // botch: the stop for conditions that must not happen, and for exhausted
 // memory.  It needs no ErrorContext: it writes "Fatal error --- ", the
 // message (in the program's printf language, "%C" included) and
-// "\nAborting...\n" to standard error, then raises SIGABRT.  If a handler
+// "\nAborting...\n" to standard error, then raises SIGABRT.  With the
+// signal's default handling the process ends with status 3; if a handler
 // returns from the signal, the process exits with status 1.
 #pragma once
 

@@ -117,7 +117,7 @@ TEST_F(SectionGroupTest, AbsoluteSectionAtTheHeadKeepsItsPlace) {
     group.assignAddress(0x4000);
     EXPECT_EQ(abs.at, 0x4000u);
     EXPECT_EQ(next.at, 0x4004u);
-    EXPECT_EXIT(group.assignAddress(0x5000), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(group.assignAddress(0x5000), testing::ExitedWithCode(3),
                 "SectionGroup::assignAddress -- redefining ABS section abs!");
 }
 
@@ -126,9 +126,9 @@ TEST_F(SectionGroupTest, SizesThatDisagreeStopTheRun) {
     LayoutSection &a = section("a", 8, 4);
     group.add(&a);
     a.bytes = 12; // changed behind the group's back, no relayout
-    EXPECT_EXIT(group.assignAddress(0x100), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(group.assignAddress(0x100), testing::ExitedWithCode(3),
                 "SectionGroup::assignAddress -- sizes don't jive \\(0xc vs. 8\\)");
-    EXPECT_EXIT(group.assignFileOffset(0x40), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(group.assignFileOffset(0x40), testing::ExitedWithCode(3),
                 "SectionGroup::assignFileOffset -- sizes don't jive 12 vs 8");
 }
 
@@ -197,7 +197,7 @@ TEST_F(SectionGroupTest, LayoutRuleGivesAddressAlignmentSizeAndAccess) {
     EXPECT_EQ(own.address(), 0x44u);
     EXPECT_EQ(own.alignment(), 1u);
     rule.at = 0x2010;
-    EXPECT_EXIT(SectionGroup(0, &rule, SectionGroup::none), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(SectionGroup(0, &rule, SectionGroup::none), testing::ExitedWithCode(3),
                 "SectionGroup -- alignment in consistent with adddress addr=0x2010, align=0x100");
 }
 

@@ -94,12 +94,12 @@ TEST_F(SectionTest, CombinedSectionName) {
         if (i) chain[i]->boundTo = chain[i - 1].get();
     }
     EXPECT_STREQ(chain[10]->combinedSectionName(), ".end");
-    EXPECT_EXIT(chain[11]->combinedSectionName(), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(chain[11]->combinedSectionName(), testing::ExitedWithCode(3),
                 "Fatal error --- a.o: sections \\.link and \\.end%x are mutually bound");
     BoundTestSection a(&file, ".a"), b(&file, ".b");
     a.boundTo = &b;
     b.boundTo = &a;
-    EXPECT_EXIT(a.combinedSectionName(), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(a.combinedSectionName(), testing::ExitedWithCode(3),
                 "Fatal error --- a.o: sections .* and .* are mutually bound to each other\\.");
 }
 
@@ -132,10 +132,10 @@ TEST_F(SectionTest, MappingIntoACombinedSection) {
     // The same place again is no error; another offset or section is.
     section.mapIntoCombinedSection(&combined, 0x40);
     EXPECT_EQ(section.address(), 0x1040u);
-    EXPECT_EXIT(section.mapIntoCombinedSection(&combined, 0x80), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(section.mapIntoCombinedSection(&combined, 0x80), testing::ExitedWithCode(3),
                 "Fatal error --- \\.text@a\\.o mapIntoCombinedSection\\(\\.text,0x128\\) already "
                 "mapped into \\.text at 0x40!");
-    EXPECT_EXIT(section.mapIntoCombinedSection(&other, 0x40), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(section.mapIntoCombinedSection(&other, 0x40), testing::ExitedWithCode(3),
                 "already mapped into \\.text at 0x40!");
 
     // An address of all ones is none; an absolute section always has one.
@@ -341,8 +341,7 @@ TEST_F(SectionTest, UnsupportedOperationsBotch) {
         {"Section::setBound\\(\\) called!", [&] { base.setBound(true); }},
     };
     for (auto &[message, call] : cases)
-        EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT),
-                    std::string("Fatal error --- ") + message)
+        EXPECT_EXIT(call(), testing::ExitedWithCode(3), std::string("Fatal error --- ") + message)
             << message;
 }
 

@@ -93,7 +93,7 @@ TEST(ErrorDeathTest, FatalEndsTheRunWithStatusOne) {
 void ignoreSignal(int) {}
 
 TEST(BotchDeathTest, WritesMessageAndAborts) {
-    EXPECT_EXIT(botch("bad state %d%Cnext", 3), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(botch("bad state %d%Cnext", 3), testing::ExitedWithCode(3),
                 "^Fatal error --- bad state 3\n\\|\tnext\nAborting...\n$");
     // A handler that returns: status 1.
     EXPECT_EXIT(
@@ -127,7 +127,7 @@ TEST(BotchDeathTest, AHookEndsItInstead) {
             setBotchHook(nullptr);
             botch("last");
         },
-        testing::KilledBySignal(SIGABRT),
+        testing::ExitedWithCode(3),
         "^Fatal error --- step 1\nAborting...\nFatal error --- step 2\nAborting...\n"
         "Fatal error --- last\nAborting...\n$");
 }
