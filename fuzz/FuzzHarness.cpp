@@ -30,6 +30,7 @@ const char *const designedBotches[] = {
     "Can't read data for section %s",
     "Section %s doesn't have target section in %s",
     "ElfReltabSectionFromInput::each() bad symtab",
+    "In file %O: Relocation section %s references a non-data section %s",
 };
 
 [[noreturn]] void throwDesignedBotch(const char *format) {
