@@ -717,10 +717,17 @@ int32_t ElfARMFixupTable::encodeImmediate(uint32_t x) {
 }
 
 uint32_t armFieldWidth(const FixupRow &row) {
+    if (!row.fixup) return 0;
+    auto isRowOf = [&](uint32_t type) {
+        return row.fixup == armRows<true>[type].fixup || row.fixup == armRows<false>[type].fixup;
+    };
     constexpr uint32_t adrlType = 10;
-    if (row.fixup &&
-        (row.fixup == armRows<true>[adrlType].fixup || row.fixup == armRows<false>[adrlType].fixup))
-        return 8;
+    if (isRowOf(adrlType)) return 8;
+    // The Thumb instructions: a field of one half, which may end a section.
+    static const uint32_t halfTypes[] = {32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42,
+                                         43, 44, 45, 46, 47, 49, 65, 66, 81, 82, 84};
+    for (uint32_t type : halfTypes)
+        if (isRowOf(type)) return 2;
     return 0;
 }
 

@@ -45,6 +45,7 @@ public:
 // the table holds nothing else.
 ElfFixupTable &elfARMFixupTable(bool bigEndian);
 
-// The bytes that the routine of `row` reaches from the place when it patches
-// more than one word (ADRL: two instructions), or 0 otherwise.
+// The bytes that the routine of `row` reaches from the place when that is
+// not one word: 8 for ADRL (two instructions), 2 for the Thumb halves; 0
+// for any other row.
 uint32_t armFieldWidth(const FixupRow &row);

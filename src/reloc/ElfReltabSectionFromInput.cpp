@@ -6,6 +6,7 @@
 #include "input/FileName.h"
 #include "object/Symbol.h"
 #include "reloc/ElfARMFixupTable.h"
+#include "reloc/ElfPPCFixupTable.h"
 #include "reloc/ElfVCFixupTable.h"
 #include "support/botch.h"
 #include "support/error.h"
@@ -27,13 +28,13 @@ Symbol *rootOf(Symbol *symbol) {
     return symbol;
 }
 
-// How many bytes the routine of a row writes.  The generic routines say it
-// by their names; a processor's own routines patch instruction words and
-// count as four bytes, but for the few that reach further (the ARM ADRL
-// pair, the VideoCore 48-bit and 80-bit instructions), whose tables say how
-// far.  That refuses a field of fewer bytes at the very end of a section,
-// which a sound file never has, rather than let a routine write past the
-// end.
+// How many bytes the routine of a row writes.  The generic routines and
+// the PowerPC halves say it by their names; the ARM and VideoCore tables say
+// it of their fields that are not one word (a Thumb half, the ADRL pair, the
+// 48-bit and 80-bit instructions); any other routine of a processor patches
+// an instruction word and counts as four bytes.  That refuses a shorter
+// field at the very end of a section rather than let a routine write past
+// the end.
 uint32_t fieldWidth(const FixupRow &row) {
     using namespace reloc;
     FixupRoutine f = row.fixup;
@@ -55,7 +56,15 @@ uint32_t fieldWidth(const FixupRow &row) {
                                      setNegatedHigh16Be,
                                      setNegatedHigh16Le,
                                      setNegatedAdjusted16Be,
-                                     setNegatedAdjusted16Le};
+                                     setNegatedAdjusted16Le,
+                                     ppcSet16Be,
+                                     ppcSet16Le,
+                                     ppcLow16Be,
+                                     ppcLow16Le,
+                                     ppcHigh16Be,
+                                     ppcHigh16Le,
+                                     ppcAdjusted16Be,
+                                     ppcAdjusted16Le};
     for (FixupRoutine g : twoBytes)
         if (f == g) return 2;
     if (f == set24Be || f == set24Le || f == negate24Be || f == negate24Le) return 3;

@@ -369,8 +369,11 @@ uint32_t vcFieldWidth(const FixupRow &row) {
     struct WideRows {
         uint32_t first, last, width;
     };
-    static const WideRows wide[] = {
-        {13, 21, 6}, {29, 31, 6}, {41, 43, 6}, {53, 60, 6}, {61, 64, 10}};
+    // The 16-bit displacements, DIFF_16 and GPREL_S16 reach one half, so
+    // that they may end a section.
+    static const WideRows wide[] = {{13, 21, 6},  {29, 31, 6}, {41, 43, 6}, {53, 60, 6},
+                                    {61, 64, 10}, {4, 9, 2},   {25, 27, 2}, {35, 35, 2},
+                                    {37, 39, 2},  {45, 48, 2}};
     if (!row.fixup) return 0;
     for (const WideRows &rows : wide)
         for (uint32_t type = rows.first; type <= rows.last; ++type)

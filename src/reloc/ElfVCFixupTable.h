@@ -25,7 +25,7 @@ ElfFixupTable &elfVCFixupTable();
 // The type of the second entry of a difference.
 constexpr uint32_t vcSecondType = 0x21;
 
-// The bytes that the routine of `row` reaches from the place when the
-// instruction field is wider than a word (the 48-bit and 80-bit forms), or 0
-// when the row is not one of the VideoCore table's or writes at most four.
+// The bytes that the routine of `row` reaches from the place when that is
+// not one word: 6 or 10 for the 48-bit and 80-bit forms, 2 for the 16-bit
+// displacements; 0 for any other row and for a row of another table.
 uint32_t vcFieldWidth(const FixupRow &row);
