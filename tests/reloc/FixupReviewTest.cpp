@@ -241,4 +241,44 @@ TEST(FixupReview, StaticBaseHighThroughTheTableAtDistanceZero) {
     EXPECT_TRUE(entry.reports.reports.empty());
 }
 
+// The upper region when the end lies below the start is the part below the
+// start: an address at the start itself is in the lower one (ADD Rd, r9).
+TEST(FixupReview, RegionStartBelongsToTheLowerRegionWhenTheEndLiesBelow) {
+    FakeObjectFile object("a.o");
+    FixupOutput output;
+    output.start = 0x8000;
+    output.end = 0x4000;
+    const struct {
+        uint32_t address;
+        uint16_t written;
+    } cases[] = {{0x8000, 0x444B}, {0x7FFF, 0x4453}, {0x3000, 0x4453}};
+    for (const auto &c : cases) {
+        LinkSection target(object, ".data", c.address);
+        ReportingEntry entry;
+        entry.target = &target;
+        entry.output = &output;
+        EXPECT_EQ(runHalf(elfARMFixupTable(false), 49, entry, 0x6B00, 0, 0, false), c.written)
+            << std::hex << c.address;
+    }
+}
+
+// The warning of a gp-relative reference to a weak symbol comes only for a
+// V of 0, the value of an undefined one.
+TEST(FixupReview, WeakGpWarningOnlyForAZeroValue) {
+    FakeObjectFile object("a.o");
+    FakeSymbol weak(object, "w");
+    weak.weak().undefined();
+    for (uint32_t value : {0u, 2u, 1u}) {
+        ReportingEntry entry;
+        entry.symbol = &weak;
+        uint8_t bytes[2] = {0, 0};
+        elfVCFixupTable().lookup(5)->fixup(entry, bytes, value, 0);
+        const bool warned =
+            !entry.reports.reports.empty() &&
+            entry.reports.reports.back().find(
+                "%gp-relative reference to undefined weak symbol detected.") != std::string::npos;
+        EXPECT_EQ(warned, value == 0) << value;
+    }
+}
+
 } // namespace
