@@ -156,12 +156,12 @@ TEST(FieldAccess, ReadsAndWritesEachOrder) {
     EXPECT_EQ(reloc::read32Be(bytes), 0x12345678u);
     EXPECT_EQ(reloc::read32Le(bytes), 0x78563412u);
 
-    uint8_t out[4] = {};
+    uint8_t out[5] = {};
     reloc::write32Le(out, 0x78563412);
     EXPECT_EQ(memcmp(out, bytes, 4), 0);
     reloc::write24Be(out, 0xAABBCC);
     reloc::write16Le(out + 3, 0x0102);
-    EXPECT_EQ(memcmp(out, "\xAA\xBB\xCC\x02", 4), 0);
+    EXPECT_EQ(memcmp(out, "\xAA\xBB\xCC\x02\x01", 5), 0);
     reloc::write24Le(out, 0xAABBCC);
     reloc::write16Be(out + 2, 0x0102);
     EXPECT_EQ(memcmp(out, "\xCC\xBB\x01\x02", 4), 0);
