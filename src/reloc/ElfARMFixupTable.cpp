@@ -465,15 +465,18 @@ uint32_t thumbLoadRegister(uint16_t h) {
     return (h >> 8) & 7;
 }
 
-// R_ARM_16_SDAREG: ADD Rd, r10 (upper region) or ADD Rd, r9.
-template <bool Big>
-bool sdaRegister(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_t) {
+// R_ARM_16_SDAREG and R_ARM_16_PICREG: a Thumb ADD of the region's base
+// register to the load's register - `Upper` (ADD Rd, r10 or ADD Rd, pc) in
+// the upper region, ADD Rd, r9 in the lower; a missing weak target clears
+// the instruction.
+template <bool Big, uint16_t Upper>
+bool regionRegister16(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_t) {
     if (targetIsWeakUndefined(entry)) {
         put16<Big>(place, 0);
         return true;
     }
     uint32_t r = thumbLoadRegister(get16<Big>(place));
-    put16<Big>(place, (inUpperRegion(entry, targetAddress(entry)) ? 0x4450 : 0x4448) | r);
+    put16<Big>(place, (inUpperRegion(entry, targetAddress(entry)) ? Upper : 0x4448) | r);
     return true;
 }
 
@@ -502,18 +505,6 @@ bool picRegister(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_t
     else
         w |= inUpperRegion(entry, targetAddress(entry)) ? 0xF : 9;
     put32<Big>(place, w);
-    return true;
-}
-
-// R_ARM_16_PICREG: ADD Rd, pc (upper region) or ADD Rd, r9.
-template <bool Big>
-bool picRegister16(RelocationDescriptor &entry, uint8_t *place, uint32_t, uint32_t) {
-    if (targetIsWeakUndefined(entry)) {
-        put16<Big>(place, 0);
-        return true;
-    }
-    uint32_t r = thumbLoadRegister(get16<Big>(place));
-    put16<Big>(place, (inUpperRegion(entry, targetAddress(entry)) ? 0x4478 : 0x4448) | r);
     return true;
 }
 
@@ -626,7 +617,7 @@ constexpr FixupRow armRows[90] = {
     row(sdaCellPart<Big, true>, "R_ARM_16_SDAHI", M),
     row(sdaCellPart<Big, false>, "R_ARM_16_SDALO", M),
     row(sdaDisplacement<Big>, "R_ARM_16_SDADISP", M),
-    row(sdaRegister<Big>, "R_ARM_16_SDAREG", M),
+    row(regionRegister16<Big, 0x4450>, "R_ARM_16_SDAREG", M),
     empty, // 50
     empty,
     empty,
@@ -661,7 +652,7 @@ constexpr FixupRow armRows[90] = {
     row(dllHalf<Big, 5>, "R_ARM_16_DLLHI", M),
     row(dllHalf<Big, 0>, "R_ARM_16_DLLLO", M),
     row(picRegister<Big>, "R_ARM_PICREG", M),
-    row(picRegister16<Big>, "R_ARM_16_PICREG", M),
+    row(regionRegister16<Big, 0x4478>, "R_ARM_16_PICREG", M),
     row(displacement<Big, true, 0xC>, "R_ARM_PICDISP", M, 1),
     row(displacement<Big, true, 6>, "R_ARM_16_PICDISP", M, 1),
     row(displacement<Big, false, 0xC>, "R_ARM_RODISP", M, 1),
