@@ -313,10 +313,10 @@ CombinedSection *CombinedSection::asCombinedSection() {
     return this;
 }
 OutputSectionSpec *CombinedSection::outputSectionSpec() {
-    return spec;
+    return outputRule;
 }
 void CombinedSection::setOutputSectionSpec(OutputSectionSpec *rule) {
-    spec = rule;
+    outputRule = rule;
 }
 
 void CombinedSection::configureRelocations(uint8_t firstOption, uint8_t secondOption,

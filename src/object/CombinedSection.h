@@ -190,7 +190,7 @@ private:
     const char *classText = nullptr;
     std::unique_ptr<RelocationsIterator> relocationsView;
     std::unique_ptr<RelocationsIterator> outputRelocationsView;
-    OutputSectionSpec *spec = nullptr;
+    OutputSectionSpec *outputRule = nullptr;
     Section *output = nullptr;
     uint8_t fill[8] = {};
     SectionMapper *mapper = nullptr;

@@ -10,22 +10,22 @@
 #include <algorithm>
 #include <memory>
 
-SectionGroupSpec::~SectionGroupSpec() = default;
+SectionGroupRule::~SectionGroupRule() = default;
 
-SectionGroup::SectionGroup(uint8_t groupFlag, SectionGroupSpec *spec, uint32_t address)
-    : start(address), loadStart(address), spec(spec), hasAddress(address != none),
+SectionGroup::SectionGroup(uint8_t groupFlag, SectionGroupRule *layoutRule, uint32_t address)
+    : start(address), loadStart(address), layoutRule(layoutRule), hasAddress(address != none),
       groupFlag(groupFlag) {
-    if (!spec) return;
-    specFlag = spec->flag();
-    groupAlignment = std::max<uint32_t>(spec->alignment(), 1);
-    if (uint32_t fixed = spec->address(); fixed != none) {
+    if (!layoutRule) return;
+    ruleFlag = layoutRule->flag();
+    groupAlignment = std::max<uint32_t>(layoutRule->alignment(), 1);
+    if (uint32_t fixed = layoutRule->address(); fixed != none) {
         start = fixed;
         if (fixed % groupAlignment != 0)
             botch("SectionGroup -- alignment in consistent with adddress addr=0x%lx, align=0x%x",
                   fixed, groupAlignment);
     }
-    if (uint32_t declared = spec->size(); declared != 0) declaredSize = declared;
-    if (uint32_t bits = spec->accessBits(); bits != 0) {
+    if (uint32_t declared = layoutRule->size(); declared != 0) declaredSize = declared;
+    if (uint32_t bits = layoutRule->accessBits(); bits != 0) {
         access = ((bits & 1) ? 4 : 0) | ((bits & 2) ? 2 : 0) | ((bits & 4) ? 1 : 0);
         hasAccess = true;
     }

@@ -5,7 +5,7 @@
 // pass, and `relayout` does it all again after a member changed its size.
 //
 // A group may come with a layout rule from the linker's layout side
-// (SectionGroupSpec): a fixed address, an alignment, a declared size and
+// (SectionGroupRule): a fixed address, an alignment, a declared size and
 // access bits.  The group never owns its members.
 #pragma once
 
@@ -16,9 +16,9 @@
 
 // What the linker's layout side tells a group about itself.  Only the layout
 // side makes these; the group reads them once, in its constructor.
-class SectionGroupSpec {
+class SectionGroupRule {
 public:
-    virtual ~SectionGroupSpec();
+    virtual ~SectionGroupRule();
     // A byte the layout side keeps with the group; never read here.
     virtual uint8_t flag() = 0;
     // The group's alignment; 0 counts as 1.
@@ -37,7 +37,7 @@ public:
 
     // `address` is all ones for a group that has none yet; a layout rule's address
     // takes precedence.  `groupFlag` is kept for the layout side.
-    SectionGroup(uint8_t groupFlag, SectionGroupSpec *spec, uint32_t address);
+    SectionGroup(uint8_t groupFlag, SectionGroupRule *layoutRule, uint32_t address);
     SectionGroup(const SectionGroup &) = delete;
     SectionGroup &operator=(const SectionGroup &) = delete;
     virtual ~SectionGroup();
@@ -72,7 +72,7 @@ public:
     // rule's flag byte, whether an address was given, the access bits (4, 2,
     // 1 for the rule's 1, 2, 4) and whether the rule gave any.
     uint8_t groupFlagByte() { return groupFlag; }
-    uint8_t specFlagByte() { return specFlag; }
+    uint8_t ruleFlagByte() { return ruleFlag; }
     bool hadAddress() { return hasAddress; }
     uint32_t accessBits() { return access; }
     bool hasAccessBits() { return hasAccess; }
@@ -90,10 +90,10 @@ private:
     uint32_t fileStart = 0;
     uint32_t groupAlignment = 1;
     SectionType fixedType = SectionType::null;
-    SectionGroupSpec *spec;
+    SectionGroupRule *layoutRule;
     // Kept for the layout side, never read by the layout here.
     uint32_t access = 0;
-    uint8_t specFlag = 0;
+    uint8_t ruleFlag = 0;
     bool hasAddress;
     uint8_t groupFlag;
     bool hasAccess = false;

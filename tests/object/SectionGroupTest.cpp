@@ -10,7 +10,7 @@
 
 namespace {
 
-class Rule : public SectionGroupSpec {
+class Rule : public SectionGroupRule {
 public:
     uint8_t flag() override { return 7; }
     uint32_t alignment() override { return align; }
@@ -175,7 +175,7 @@ TEST_F(SectionGroupTest, LayoutRuleGivesAddressAlignmentSizeAndAccess) {
     rule.bits = 1;
     SectionGroup group(1, &rule, 0x5000);
     EXPECT_EQ(group.groupFlagByte(), 1u);
-    EXPECT_EQ(group.specFlagByte(), 7u);
+    EXPECT_EQ(group.ruleFlagByte(), 7u);
     EXPECT_TRUE(group.hadAddress());
     EXPECT_TRUE(group.hasAccessBits());
     EXPECT_EQ(group.accessBits(), 4u);
