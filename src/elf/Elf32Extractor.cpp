@@ -277,8 +277,13 @@ std::unique_ptr<std::vector<VerNeed>> Elf32Extractor::readVersionRequirements(co
 
 std::unique_ptr<Elf32_RegInfo> Elf32Extractor::registerInformation() {
     if (header.e_machine != EM_MIPS) return nullptr;
-    uint32_t index = findSectionOfType(SHT_MIPS_REGINFO);
-    return index ? readRegisterInformation(sections[index]) : nullptr;
+    if (!registersRead) {
+        registersRead = true;
+        if (uint32_t index = findSectionOfType(SHT_MIPS_REGINFO))
+            if (std::unique_ptr<Elf32_RegInfo> info = readRegisterInformation(sections[index]))
+                registers = *info;
+    }
+    return registers ? std::make_unique<Elf32_RegInfo>(*registers) : nullptr;
 }
 
 std::unique_ptr<Elf32_RegInfo> Elf32Extractor::readRegisterInformation(const Elf32_Shdr &h) {

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 // A view on a SHT_HASH section: the bucket and chain words in host order.
@@ -66,6 +67,10 @@ public:
 
 private:
     std::unique_ptr<Elf32_Shdr[]> ownedSections;
+    // The .reginfo record, read at the first request: every relocation
+    // section of a MIPS file asks for it.
+    bool registersRead = false;
+    std::optional<Elf32_RegInfo> registers;
     template <typename T> std::unique_ptr<T[]> readArray(const Elf32_Shdr &header);
     std::unique_ptr<ElfStringBlock> linkedStrings(const Elf32_Shdr &header);
 };
